@@ -1,0 +1,26 @@
+// The name of a listening Unix socket in the file system: made so that only its owner and root can connect,
+// and removed only while it is still the one that was made.
+#pragma once
+#include <sys/types.h>
+
+#include <string>
+
+namespace platform {
+
+// One thread at a time. The destructor removes nothing: a name outlives its holder unless Remove() is called.
+class LocalSocketName {
+ public:
+  // Binds the unbound stream socket to `path`, in place of whatever has that name. 0 or an errno value.
+  // Nobody can connect before the caller listens.
+  [[nodiscard]] int Bind(int socket, const std::string& path);
+
+  // Removes the name unless another process has put its own there meanwhile; nothing when nothing is bound.
+  void Remove();
+
+ private:
+  std::string path_;
+  dev_t device_ = 0;
+  ino_t inode_ = 0;
+};
+
+}  // namespace platform

@@ -1,0 +1,68 @@
+// Types, ownership and comparison that every Core Foundation value shares.
+//
+// Ownership: a reference from a function named Create or Copy is the caller's to release; one from a Get
+// function is borrowed. Counts are atomic; a value may be used by any thread while it is not changed.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+
+extern "C" {
+
+using Boolean = unsigned char;
+using UInt8 = unsigned char;
+using SInt8 = signed char;
+using UInt16 = unsigned short;
+using SInt16 = signed short;
+using UInt32 = unsigned int;
+using SInt32 = signed int;
+using UniChar = UInt16;
+using OSStatus = SInt32;
+
+using CFIndex = long;
+using CFTypeID = unsigned long;
+using CFHashCode = unsigned long;
+using CFOptionFlags = unsigned long;
+using CFTimeInterval = double;
+using CFTypeRef = const void*;
+
+using CFAllocatorRef = const struct __CFAllocator*;
+using CFStringRef = const struct __CFString*;
+using CFDataRef = const struct __CFData*;
+using CFNumberRef = const struct __CFNumber*;
+using CFDictionaryRef = const struct __CFDictionary*;
+using CFURLRef = const struct __CFURL*;
+using CFBundleRef = struct __CFBundle*;
+using CFRunLoopRef = struct __CFRunLoop*;
+
+struct CFRange {
+  CFIndex location;
+  CFIndex length;
+};
+
+enum CFComparisonResult : CFIndex {
+  kCFCompareLessThan = -1,
+  kCFCompareEqualTo = 0,
+  kCFCompareGreaterThan = 1
+};
+enum { kCFNotFound = -1 };
+
+// Every value lives on the process's heap: the default allocator is the only one.
+extern const CFAllocatorRef kCFAllocatorDefault;
+
+// Return their argument; null is a fault of the caller and ends the process, as on the real platform.
+CFTypeRef CFRetain(CFTypeRef value);
+void CFRelease(CFTypeRef value);
+
+CFIndex CFGetRetainCount(CFTypeRef value);
+CFTypeID CFGetTypeID(CFTypeRef value);
+
+// By value; values of different types are never equal.
+Boolean CFEqual(CFTypeRef a, CFTypeRef b);
+CFHashCode CFHash(CFTypeRef value);
+
+// The text that "%@" shows for a value that is neither string nor number.
+CFStringRef CFCopyDescription(CFTypeRef value);
+
+}  // extern "C"
+
+inline constexpr CFRange CFRangeMake(CFIndex location, CFIndex length) { return {location, length}; }

@@ -1,0 +1,38 @@
+// The displays of the session and what they show. Any thread; global coordinates are desktop pixels, y
+// downwards.
+#pragma once
+#include <CoreGraphics/CGError.h>
+#include <CoreGraphics/CGGeometry.h>
+#include <CoreGraphics/CGImage.h>
+
+#include <cstdint>
+
+using CGDirectDisplayID = uint32_t;
+inline constexpr CGDirectDisplayID kCGNullDirectDisplay = 0;
+
+extern "C" {
+
+// Both fill `displays` (may be null when only the count is wanted) with at most `maxDisplays` identifiers,
+// the main display first, and `count` with how many were written (with a null array: how many there are).
+// kCGErrorIllegalArgument for a null count; kCGErrorCannotComplete, and a count of 0, without a window
+// server.
+CGError CGGetActiveDisplayList(uint32_t maxDisplays, CGDirectDisplayID* displays, uint32_t* count);
+CGError CGGetDisplaysWithRect(CGRect rect, uint32_t maxDisplays, CGDirectDisplayID* displays,
+                              uint32_t* count);
+
+// kCGNullDirectDisplay when there is none.
+CGDirectDisplayID CGMainDisplayID();
+
+// CGRectZero for an unknown display.
+CGRect CGDisplayBounds(CGDirectDisplayID display);
+uint32_t CGDisplayIsMain(CGDirectDisplayID display);
+
+// Stable for a display as long as the process lives, also over unplug and replug.
+uint32_t CGDisplayUnitNumber(CGDirectDisplayID display);
+
+// The pixels of `rect`, which counts from the display's own top left corner, is rounded outwards to whole
+// pixels and is clipped to the display. Null when nothing is left of it, or when the display is gone. The
+// caller releases.
+CGImageRef CGDisplayCreateImageForRect(CGDirectDisplayID display, CGRect rect);
+
+}  // extern "C"

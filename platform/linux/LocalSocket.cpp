@@ -1,0 +1,40 @@
+#include "platform/LocalSocket.h"
+
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/System.h"
+
+namespace platform {
+
+int LocalSocketName::Bind(int socket, const std::string& path) {
+  sockaddr_storage address{};
+  const socklen_t length = MakeLocalAddress(path, address);
+  if (path != reinterpret_cast<const sockaddr_un&>(address).sun_path) return ENAMETOOLONG;
+
+  if (unlink(path.c_str()) != 0 && errno != ENOENT) return errno;
+  if (bind(socket, reinterpret_cast<const sockaddr*>(&address), length) != 0) return errno;
+  struct stat made {};
+  if (chmod(path.c_str(), S_IRUSR | S_IWUSR) != 0 || lstat(path.c_str(), &made) != 0) {
+    const int error = errno;
+    unlink(path.c_str());
+    return error;
+  }
+  path_ = path;
+  device_ = made.st_dev;
+  inode_ = made.st_ino;
+  return 0;
+}
+
+void LocalSocketName::Remove() {
+  if (path_.empty()) return;
+  struct stat found {};
+  if (lstat(path_.c_str(), &found) == 0 && found.st_dev == device_ && found.st_ino == inode_)
+    unlink(path_.c_str());
+  path_.clear();
+}
+
+}  // namespace platform
