@@ -1,0 +1,70 @@
+#!/usr/bin/env bash
+# Builds the observer, starts it on a desktop and shows what it sees, until interrupted.
+#
+# The desktop is $DISPLAY when there is one, else a virtual one that is started here and ended again.
+set -euo pipefail
+cd "$(dirname "$0")"
+. scripts/setup.sh
+
+picture=build/screen.png
+log=build/Korvane.log
+started=()   # process IDs, in the order of their start
+
+# background COMMAND...: starts a program out of reach of the terminal's interrupt key, so that we end it in our order.
+background() {
+  setsid "$@" </dev/null >>build/desktop.log 2>&1 &
+  started+=($!)
+}
+
+start_virtual_desktop() {
+  local number
+  rm -f build/display
+  mkfifo build/display
+  setsid Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp -noreset \
+    </dev/null 3>build/display >>build/desktop.log 2>&1 &
+  started+=($!)
+  read -r number <build/display || fail "the X server did not start; build/desktop.log says why"
+  rm -f build/display
+  export DISPLAY=:$number
+  unset WAYLAND_DISPLAY
+
+  xsetroot -solid '#2f5d62'
+  background openbox
+  background xclock -update 1 -geometry 220x220+1030+30
+  background xload -update 1 -geometry 220x160+1030+300
+  background ico -faces -colors 'red green blue yellow' -sleep 0.05 -geometry 300x300+1000+480
+  background xterm -geometry 110x30+30+40 -title processes -e top -d 1
+  background xeyes -geometry 160x110+30+640
+}
+
+end_everything() {
+  trap '' INT TERM HUP
+  local i
+  for ((i = ${#started[@]} - 1; i >= 0; i--)); do
+    kill "${started[i]}" 2>/dev/null || true
+    wait "${started[i]}" 2>/dev/null || true
+  done
+  rm -f build/display build/desktop.log
+  find build/data build/tmp "${XDG_RUNTIME_DIR:-/nonexistent}/korvane" "/tmp/korvane-$(id -u)" \
+    -depth -type d -empty -delete 2>/dev/null || true
+}
+
+install_packages build desktop
+build default
+trap end_everything EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM HUP
+
+: >build/desktop.log
+if [ -n "${DISPLAY:-}" ]; then
+  echo "desktop: display $DISPLAY"
+else
+  start_virtual_desktop
+  echo "desktop: a virtual one, display $DISPLAY"
+fi
+
+background build/bin/kvobserve.app/Contents/MacOS/kvobserve
+echo "log:     $log"
+build/bin/kvscreen --wait 10 --png "$picture"
+echo "picture: $picture"
+build/bin/kvscreen --watch

@@ -1,0 +1,90 @@
+#include "tools/PngFile.h"
+
+#include <png.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace tools {
+namespace {
+
+constexpr mode_t kPictureMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+
+struct FileCloser {
+  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+
+// A file beside the one that is to be written; removed unless it took that name.
+class FileInTheMaking {
+ public:
+  explicit FileInTheMaking(const std::string& final) : final_(final), name_(final + ".XXXXXX") {
+    const int fd = mkstemp(name_.data());
+    if (fd < 0) return;
+    file_.reset(fdopen(fd, "wb"));
+  }
+  ~FileInTheMaking() {
+    if (file_) std::remove(name_.c_str());
+  }
+  FileInTheMaking(const FileInTheMaking&) = delete;
+  FileInTheMaking& operator=(const FileInTheMaking&) = delete;
+
+  [[nodiscard]] std::FILE* Stream() const { return file_.get(); }
+
+  [[nodiscard]] bool TakeName() {
+    if (std::fflush(file_.get()) != 0 || fchmod(fileno(file_.get()), kPictureMode) != 0 ||
+        std::rename(name_.c_str(), final_.c_str()) != 0) {
+      return false;
+    }
+    file_.reset();
+    return true;
+  }
+
+ private:
+  std::string final_;
+  std::string name_;
+  std::unique_ptr<std::FILE, FileCloser> file_;
+};
+
+// Five bits to eight, so that 31 becomes 255.
+constexpr std::uint8_t Widen(unsigned five) { return static_cast<std::uint8_t>(five << 3 | five >> 2); }
+
+std::vector<std::uint8_t> ToRgb(const std::byte* pixels, int width, int height, std::ptrdiff_t strideBytes) {
+  std::vector<std::uint8_t> rgb;
+  rgb.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3);
+  for (int y = 0; y < height; ++y) {
+    const std::byte* row = pixels + y * strideBytes;
+    for (int x = 0; x < width; ++x) {
+      std::uint16_t pixel = 0;
+      std::memcpy(&pixel, row + x * 2, sizeof pixel);
+      rgb.push_back(Widen(pixel >> 10 & 31U));
+      rgb.push_back(Widen(pixel >> 5 & 31U));
+      rgb.push_back(Widen(pixel & 31U));
+    }
+  }
+  return rgb;
+}
+
+}  // namespace
+
+std::string WritePng(const std::string& file, const std::byte* pixels, int width, int height,
+                     std::ptrdiff_t strideBytes) {
+  FileInTheMaking making(file);
+  if (making.Stream() == nullptr) return std::strerror(errno);
+
+  png_image picture{};
+  picture.version = PNG_IMAGE_VERSION;
+  picture.width = static_cast<png_uint_32>(width);
+  picture.height = static_cast<png_uint_32>(height);
+  picture.format = PNG_FORMAT_RGB;
+  const std::vector<std::uint8_t> rgb = ToRgb(pixels, width, height, strideBytes);
+  if (png_image_write_to_stdio(&picture, making.Stream(), 0, rgb.data(), 0, nullptr) == 0)
+    return picture.message;
+  return making.TakeName() ? std::string() : std::strerror(errno);
+}
+
+}  // namespace tools
