@@ -1,0 +1,50 @@
+// A real observer process, run from a copy of its bundle: root, log, process-ID files and sockets are a
+// test's own.
+#pragma once
+#include <sys/types.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/support/TemporaryFolder.h"
+
+namespace test {
+
+// Lays out FOLDER/root/bin/kvobserve.app and FOLDER/tmp, and names the latter in TMPDIR, also of this
+// process, so that clients in it meet the observer. Does not start it.
+class ObserverProcess {
+ public:
+  // `bundle`: the folder kvobserve.app as it was built. Throws when it cannot be copied.
+  explicit ObserverProcess(const std::string& bundle);
+  // Kills what still runs.
+  ~ObserverProcess();
+  ObserverProcess(const ObserverProcess&) = delete;
+  ObserverProcess& operator=(const ObserverProcess&) = delete;
+
+  // Starts it on the display of $DISPLAY; standard error goes to FOLDER/stderr. Throws when it cannot be
+  // started.
+  void Start(const std::vector<std::string>& arguments = {});
+  // Waits until its command endpoint can be connected to.
+  [[nodiscard]] bool WaitUntilListening() const;
+
+  void Signal(int signal) const;
+  // The exit status, or 128 + the signal that ended it; nothing when it still runs after `limit`.
+  [[nodiscard]] std::optional<int> WaitForEnd(std::chrono::milliseconds limit = std::chrono::seconds(20));
+
+  [[nodiscard]] pid_t Pid() const { return pid_; }
+  [[nodiscard]] std::string Root() const { return folder_ / "root"; }
+  [[nodiscard]] std::string Temporary() const { return folder_ / "tmp"; }
+  [[nodiscard]] std::string Executable() const;
+  [[nodiscard]] std::string EndpointPath() const { return Temporary() + "/observe"; }
+  [[nodiscard]] std::string ScreenSocketPath() const { return Temporary() + "/sipc.uds"; }
+  // The whole log file; empty when there is none.
+  [[nodiscard]] std::string Log() const;
+
+ private:
+  TemporaryFolder folder_;
+  pid_t pid_ = -1;
+};
+
+}  // namespace test
