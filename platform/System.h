@@ -17,8 +17,9 @@ namespace platform {
 // -----------------------------------------------------------------------------------------------
 
 // Ends the process through exit(status). Of several callers the first one wins and the others wait for the
-// end, so the exit handlers run once and undisturbed. Everything that waits inside the platform layer is
-// woken and fails.
+// end, so the exit handlers run once and undisturbed; called by an exit handler, it goes on with the next
+// one. A thread that an exit handler joins must not call it. Everything that waits inside the platform layer
+// is woken and fails.
 [[noreturn]] void Exit(int status);
 
 // The running executable, absolute, links resolved; empty when it cannot be told.

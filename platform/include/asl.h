@@ -1,4 +1,6 @@
 // The system log's client interface: eight levels, a filter, extra log files that get each line too.
+//
+// A client belongs to one thread at a time.
 #pragma once
 #include <cstdarg>
 #include <cstdint>
@@ -24,16 +26,18 @@ enum : uint32_t { ASL_TYPE_MSG = 0 };
 #define ASL_FILTER_MASK(level) (0x01 << (level))
 #define ASL_FILTER_MASK_UPTO(level) ((1 << ((level) + 1)) - 1)
 
-// `ident` null: the process's name. `facility` null: "user". The caller closes.
+// `ident` null: the process's name. `facility` null: "user", the only one here; null comes back for another.
+// With ASL_OPT_STDERR each message also goes to standard error, as to a log file. The caller closes.
 aslclient asl_open(const char* ident, const char* facility, uint32_t options);
 void asl_close(aslclient client);
 
-// Returns the filter before.
+// The levels that go to the log daemon; up to notices at first. Log files and standard error get every level.
+// Returns the filter before, -1 for a null client.
 int asl_set_filter(aslclient client, int filter);
 
-// Each message that passes the client's filter also goes to `fd`, as a line
-// "Nov 21 09:05:07 host sender[pid] <Info>: text". The descriptor stays the caller's. 0, or -1 for a bad
-// descriptor.
+// Each message also goes to `fd`, whatever the filter, as a line "Nov 21 09:05:07 host sender[pid] <Info>:
+// text". In the text, carriage returns become newlines, a tab follows each newline, and a backspace shows as
+// "^H". The descriptor stays the caller's. 0, or -1 for a bad descriptor.
 int asl_add_log_file(aslclient client, int fd);
 
 aslmsg asl_new(uint32_t type);
