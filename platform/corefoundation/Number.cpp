@@ -62,16 +62,18 @@ template <class T>
 bool StoreTruncated(double value, void* target) {
   constexpr T kMin = std::numeric_limits<T>::min();
   constexpr T kMax = std::numeric_limits<T>::max();
+  const bool tooLarge = value >= -static_cast<double>(kMin);
+  const bool tooSmall = value < static_cast<double>(kMin);
   T narrow = 0;
-  if (value >= -static_cast<double>(kMin)) {
+  if (tooLarge) {
     narrow = kMax;
-  } else if (value <= static_cast<double>(kMin)) {
+  } else if (tooSmall) {
     narrow = kMin;
   } else if (!std::isnan(value)) {
     narrow = static_cast<T>(value);
   }
   Store(target, narrow);
-  return static_cast<double>(narrow) == value;
+  return !tooLarge && !tooSmall && static_cast<double>(narrow) == value;
 }
 
 template <class T>
