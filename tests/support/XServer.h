@@ -13,7 +13,7 @@ struct XServerOptions {
   int width = 1280;
   int height = 720;
   int depth = 24;
-  std::vector<std::string> extra;  // further arguments, as in {"-extension", "MIT-SHM"}
+  std::vector<std::string> extra = {};  // further arguments, as in {"-extension", "MIT-SHM"}
 };
 
 // Starts the server, waits until it is ready and names it in DISPLAY. One server a process: the platform

@@ -1,0 +1,10 @@
+// Starts the threads of this folder, which never see a signal.
+#pragma once
+
+namespace platform::x11 {
+
+// Runs `work(argument)` on a detached thread with every signal blocked. False when there is no thread to be
+// had.
+[[nodiscard]] bool StartQuietThread(void (*work)(void*), void* argument);
+
+}  // namespace platform::x11
