@@ -43,7 +43,7 @@ std::string BundleFolder(const std::string& executable) {
   constexpr std::string_view kExtension = ".app";
   const std::string folder = executable.substr(0, executable.rfind('/'));
   if (folder.ends_with(kProgramFolder)) {
-    const std::string bundle = folder.substr(0, folder.size() - kProgramFolder.size());
+    std::string bundle = folder.substr(0, folder.size() - kProgramFolder.size());
     const std::string name = bundle.substr(bundle.rfind('/') + 1);
     if (name.size() > kExtension.size() && name.ends_with(kExtension)) return bundle;
   }

@@ -221,15 +221,20 @@ class Parser {
   // All of a conversion's claims or none.
   bool Accept(const std::vector<ConversionReader::Claim>& claims) {
     auto& kinds = parsed_.arguments;
-    auto grown = kinds;
-    for (const auto& [argument, kind] : claims) {
+    for (const auto& claim : claims) {
       // Without a gap there are fewer arguments than characters, so a larger position lies beyond one.
-      if (argument >= format_.size()) return false;
-      if (argument >= grown.size()) grown.resize(argument + 1, ArgumentKind::kNone);
-      if (grown[argument] != ArgumentKind::kNone && grown[argument] != kind) return false;
-      grown[argument] = kind;
+      if (claim.argument >= format_.size()) return false;
+      const bool known = claim.argument < kinds.size() && kinds[claim.argument] != ArgumentKind::kNone;
+      if (known && kinds[claim.argument] != claim.kind) return false;
+      const auto contradicts = [&](const auto& other) {
+        return other.argument == claim.argument && other.kind != claim.kind;
+      };
+      if (std::ranges::any_of(claims, contradicts)) return false;
     }
-    kinds = std::move(grown);
+    for (const auto& [argument, kind] : claims) {
+      if (argument >= kinds.size()) kinds.resize(argument + 1, ArgumentKind::kNone);
+      kinds[argument] = kind;
+    }
     return true;
   }
 

@@ -54,14 +54,14 @@ std::u16string_view Slice(CFStringRef string, CFRange range) {
       .substr(static_cast<size_t>(range.location), static_cast<size_t>(range.length));
 }
 
-CFStringRef MakeDecoded(std::span<const uint8_t> bytes, CFStringEncoding encoding, ByteOrderMark mark) {
+CFStringRef CreateDecoded(std::span<const uint8_t> bytes, CFStringEncoding encoding, ByteOrderMark mark) {
   auto text = Decode(bytes, encoding, mark);
-  return text ? MakeString(*std::move(text)) : nullptr;
+  return text ? CreateString(*std::move(text)) : nullptr;
 }
 
 }  // namespace
 
-CFStringRef MakeString(std::u16string text) { return new __CFString(std::move(text)); }
+CFStringRef CreateString(std::u16string text) { return new __CFString(std::move(text)); }
 
 std::u16string Widen(std::string_view ascii) { return {ascii.begin(), ascii.end()}; }
 
@@ -88,14 +88,14 @@ CFStringEncoding CFStringGetSystemEncoding() { return kCFStringEncodingMacRoman;
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char* text, CFStringEncoding encoding) {
   if (text == nullptr) return nullptr;
-  return platform::cf::MakeDecoded({reinterpret_cast<const uint8_t*>(text), std::strlen(text)}, encoding,
-                                   ByteOrderMark::kNone);
+  return platform::cf::CreateDecoded({reinterpret_cast<const uint8_t*>(text), std::strlen(text)}, encoding,
+                                     ByteOrderMark::kNone);
 }
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex count,
                                     CFStringEncoding encoding, Boolean isExternalRepresentation) {
   if (count < 0 || (bytes == nullptr && count > 0)) return nullptr;
-  return platform::cf::MakeDecoded(
+  return platform::cf::CreateDecoded(
       {bytes, static_cast<size_t>(count)}, encoding,
       isExternalRepresentation ? ByteOrderMark::kExpected : ByteOrderMark::kNone);
 }

@@ -22,7 +22,7 @@ struct __CFString final : platform::cf::Object {
 namespace platform::cf {
 
 // The caller's to release.
-CFStringRef MakeString(std::u16string text);
+CFStringRef CreateString(std::u16string text);
 
 // Text of ASCII characters as UTF-16 units.
 std::u16string Widen(std::string_view ascii);

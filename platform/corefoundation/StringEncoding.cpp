@@ -181,9 +181,15 @@ Character FirstCharacter(std::u16string_view text) {
   return {text[0], 1};
 }
 
+std::u16string_view AsciiPrefix(std::u16string_view text) {
+  const auto end = std::ranges::find_if(text, [](char16_t unit) { return unit >= 0x80; });
+  return text.substr(0, static_cast<size_t>(end - text.begin()));
+}
+
 class CountingSink {
  public:
   [[nodiscard]] bool Put(const CharacterBytes&) { return true; }
+  size_t PutAscii(std::u16string_view text) { return text.size(); }
 };
 
 class BufferSink {
@@ -196,6 +202,15 @@ class BufferSink {
     std::copy_n(character.bytes.begin(), character.size, room_.begin());
     room_ = room_.subspan(character.size);
     return true;
+  }
+
+  // Returns how many fitted.
+  size_t PutAscii(std::u16string_view text) {
+    const size_t count = std::min(text.size(), room_.size());
+    std::ranges::transform(text.substr(0, count), room_.begin(),
+                           [](char16_t unit) { return static_cast<uint8_t>(unit); });
+    room_ = room_.subspan(count);
+    return count;
   }
 
  private:
@@ -212,7 +227,16 @@ Encoded EncodeInto(Sink sink, std::u16string_view text, CFStringEncoding encodin
     if (!sink.Put(bytes)) return done;
     done.bytes = bytes.size;
   }
+  const bool asciiIsOneByte = encoding != kCFStringEncodingUTF16;
   while (done.units < text.size()) {
+    const auto ascii = asciiIsOneByte ? AsciiPrefix(text.substr(done.units)) : std::u16string_view();
+    if (!ascii.empty()) {
+      const size_t count = sink.PutAscii(ascii);
+      done.units += count;
+      done.bytes += count;
+      if (count < ascii.size()) break;
+      continue;
+    }
     const Character character = FirstCharacter(text.substr(done.units));
     CharacterBytes bytes = EncodeCharacter(character.code, encoding);
     if (bytes.size == 0 && lossByte != 0) bytes.Add(lossByte);

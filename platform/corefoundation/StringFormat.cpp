@@ -1,6 +1,5 @@
 // CFStringCreateWithFormat: reads the arguments that a parsed format names and shows them.
 #include <CoreFoundation/CFString.h>
-#include <locale.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -58,29 +57,11 @@ std::vector<Argument> ReadArguments(const std::vector<ArgumentKind>& kinds, va_l
   return arguments;
 }
 
-// Numbers look the same whatever locale the program has chosen.
-class NeutralLocale {
- public:
-  NeutralLocale() : previous_(uselocale(Neutral())) {}
-  ~NeutralLocale() { uselocale(previous_); }
-  NeutralLocale(const NeutralLocale&) = delete;
-  NeutralLocale& operator=(const NeutralLocale&) = delete;
-
- private:
-  static locale_t Neutral() {
-    static const locale_t neutral = newlocale(LC_ALL_MASK, "C", nullptr);
-    return neutral;
-  }
-
-  locale_t previous_;
-};
-
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 // `format` takes width, precision and one value of type T.
 template <class T>
 std::u16string Print(const std::string& format, int width, int precision, T value) {
-  const NeutralLocale neutral;
   const int length = std::snprintf(nullptr, 0, format.c_str(), width, precision, value);
   if (length < 0) return {};
   std::string text(static_cast<size_t>(length) + 1, '\0');
@@ -293,7 +274,7 @@ CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef, CFDictionaryRef
   va_copy(unread, arguments);
   const auto values = platform::cf::ReadArguments(parsed.arguments, unread);
   va_end(unread);
-  return platform::cf::MakeString(platform::cf::Formatter(parsed, values).Run());
+  return platform::cf::CreateString(platform::cf::Formatter(parsed, values).Run());
 }
 
 CFStringRef CFStringCreateWithFormat(CFAllocatorRef allocator, CFDictionaryRef options, CFStringRef format,

@@ -3,6 +3,7 @@
 #include <limits.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <optional>
@@ -82,7 +83,7 @@ std::optional<std::string> Utf8Of(CFStringRef string) {
   return bytes;
 }
 
-CFStringRef MakeUtf8String(std::string_view bytes) {
+CFStringRef CreateUtf8String(std::string_view bytes) {
   return CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
                                  static_cast<CFIndex>(bytes.size()), kCFStringEncodingUTF8, false);
 }
@@ -95,7 +96,7 @@ struct __CFURL final : platform::cf::Object {
       : Object(platform::cf::Type::kURL),
         path(std::move(givenPath)),
         base(std::move(baseFolder)),
-        text(platform::cf::MakeString(
+        text(platform::cf::CreateString(
             platform::cf::Widen((path.front() == '/' ? "file://" : "") + Escape(path)))) {}
   ~__CFURL() override { CFRelease(text); }
 
@@ -162,7 +163,7 @@ CFURLRef CFURLCreateCopyAppendingPathComponent(CFAllocatorRef, CFURLRef url, CFS
 
 CFStringRef CFURLCopyLastPathComponent(CFURLRef url) {
   const auto path = WithoutTrailingSeparators(url->path);
-  return MakeUtf8String(path == "/" ? path : path.substr(path.rfind('/') + 1));
+  return CreateUtf8String(path == "/" ? path : path.substr(path.rfind('/') + 1));
 }
 
 CFStringRef CFURLGetString(CFURLRef url) { return url->text; }

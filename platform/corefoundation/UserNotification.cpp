@@ -2,6 +2,7 @@
 #include <CoreFoundation/CFUserNotification.h>
 
 #include <cstdio>
+#include <span>
 #include <string>
 #include <vector>
 

@@ -49,7 +49,8 @@ enum { kCFNotFound = -1 };
 // Every value lives on the process's heap: the default allocator is the only one.
 extern const CFAllocatorRef kCFAllocatorDefault;
 
-// Return their argument; null is a fault of the caller and ends the process, as on the real platform.
+// CFRetain returns its argument. Null is a fault of the caller and ends the process, here and in the
+// functions below that do not mention it.
 CFTypeRef CFRetain(CFTypeRef value);
 void CFRelease(CFTypeRef value);
 
@@ -60,7 +61,8 @@ CFTypeID CFGetTypeID(CFTypeRef value);
 Boolean CFEqual(CFTypeRef a, CFTypeRef b);
 CFHashCode CFHash(CFTypeRef value);
 
-// The text that "%@" shows for a value that is neither string nor number.
+// Kind, address and value, for people who debug; null of null. "%@" shows it for values that have no text of
+// their own (strings, numbers and URLs do).
 CFStringRef CFCopyDescription(CFTypeRef value);
 
 }  // extern "C"

@@ -6,14 +6,17 @@ extern "C" {
 
 CFTypeID CFRunLoopGetTypeID();
 
-// Borrowed; the loop lives as long as its thread.
+// Borrowed; a loop lives as long as its thread. The main thread is the one that ran static initialisation;
+// its loop can be asked for on any thread.
 CFRunLoopRef CFRunLoopGetCurrent();
 CFRunLoopRef CFRunLoopGetMain();
 
-// Runs the calling thread's loop until CFRunLoopStop.
+// Runs the calling thread's loop until CFRunLoopStop. A loop that nothing can wake ends at once; the main
+// loop never counts as such.
 void CFRunLoopRun();
 
-// From any thread.
+// From any thread. Ends the innermost run that is under way; a loop that does not run is not affected, nor is
+// its next run.
 void CFRunLoopStop(CFRunLoopRef loop);
 
 }  // extern "C"

@@ -6,16 +6,20 @@ extern "C" {
 
 CFTypeID CFURLGetTypeID();
 
-// Null for an empty path. A relative path is taken from the working folder.
+// Null for an empty path and one with a NUL in it. A relative path is taken from the working folder. The
+// URL's text ends with a separator when `isDirectory` is set, and else does not.
 CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator, const UInt8* path, CFIndex length,
                                                  Boolean isDirectory);
-// The absolute path, NUL-terminated, without a trailing separator; false when `size` bytes do not hold it.
+// The path, NUL-terminated, without a trailing separator; false when `size` bytes do not hold it. It is
+// absolute when `resolveAgainstBase` is set, else as relative as it was given.
 Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolveAgainstBase, UInt8* buffer,
                                          CFIndex size);
 CFURLRef CFURLCreateCopyDeletingLastPathComponent(CFAllocatorRef allocator, CFURLRef url);
 CFURLRef CFURLCreateCopyAppendingPathComponent(CFAllocatorRef allocator, CFURLRef url, CFStringRef component,
                                                Boolean isDirectory);
+// Without escapes; null when the bytes are not UTF-8.
 CFStringRef CFURLCopyLastPathComponent(CFURLRef url);
+// Borrowed, with percent escapes; of a relative path the relative text.
 CFStringRef CFURLGetString(CFURLRef url);
 
 }  // extern "C"
