@@ -1,0 +1,114 @@
+#include "tests/support/ChildProcess.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "tests/support/WaitFor.h"
+
+extern char** environ;
+
+namespace test {
+
+namespace {
+
+struct Pipe {
+  int readEnd;
+  int writeEnd;
+};
+
+Pipe MakePipe() {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("cannot make a pipe");
+  return {ends[0], ends[1]};
+}
+
+std::string ReadAll(int fd) {
+  std::string all;
+  std::array<char, 4096> part;
+  for (ssize_t count = 0; (count = read(fd, part.data(), part.size())) > 0;)
+    all.append(part.data(), static_cast<size_t>(count));
+  return all;
+}
+
+std::string KernelName(pid_t pid) {
+  std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
+  std::string name;
+  std::getline(file, name);
+  return name;
+}
+
+}  // namespace
+
+int WaitForChild(pid_t pid) {
+  int status = 0;
+  if (waitpid(pid, &status, 0) != pid) throw std::runtime_error("cannot wait for a child");
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+ChildResult RunInChild(const std::function<void()>& body) {
+  const Pipe errors = MakePipe();
+  const pid_t pid = fork();
+  if (pid < 0) throw std::runtime_error("cannot fork");
+  if (pid == 0) {
+    dup2(errors.writeEnd, STDERR_FILENO);
+    body();
+    _exit(0);
+  }
+  close(errors.writeEnd);
+  ChildResult result;
+  result.errors = ReadAll(errors.readEnd);
+  close(errors.readEnd);
+  result.status = WaitForChild(pid);
+  return result;
+}
+
+WaitingProgram::WaitingProgram(const std::vector<std::string>& command) {
+  std::vector<std::string> owned = command;
+  std::vector<char*> argv;
+  for (std::string& argument : owned) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+
+  const Pipe input = MakePipe();
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  posix_spawn_file_actions_adddup2(&files, input.readEnd, STDIN_FILENO);
+  const int error = posix_spawn(&pid_, argv[0], &files, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&files);
+  close(input.readEnd);
+  input_ = input.writeEnd;
+  if (error != 0) {
+    close(input_);
+    throw std::runtime_error("cannot start " + command.front());
+  }
+  // posix_spawn comes back a moment before the kernel sets the new name.
+  constexpr size_t kKernelNameSize = 15;
+  const std::string name =
+      std::filesystem::path(command.front()).filename().string().substr(0, kKernelNameSize);
+  if (!WaitFor([&] { return KernelName(pid_) == name; })) {
+    End();
+    close(input_);
+    throw std::runtime_error("the kernel does not show " + command.front());
+  }
+}
+
+WaitingProgram::~WaitingProgram() {
+  if (pid_ > 0) End();
+  close(input_);
+}
+
+int WaitingProgram::End() {
+  kill(pid_, SIGKILL);
+  const int status = WaitForChild(pid_);
+  pid_ = -1;
+  return status;
+}
+
+}  // namespace test

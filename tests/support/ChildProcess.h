@@ -1,0 +1,42 @@
+// Other processes of a test: a piece of code in one of its own, and programs that wait to be looked at.
+#pragma once
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace test {
+
+struct ChildResult {
+  int status = 0;      // the exit status, or 128 + the signal that ended it
+  std::string errors;  // all of its standard error
+};
+
+// Runs `body` in a forked process, which then ends with status 0 and without its exit handlers. Called before
+// the test has started threads.
+ChildResult RunInChild(const std::function<void()>& body);
+
+// Waits for a child of this process. Its exit status, or 128 + the signal that ended it.
+int WaitForChild(pid_t pid);
+
+// A program that runs until its end is asked for: /bin/cat, which reads a pipe that nobody writes to, or a
+// copy of it.
+class WaitingProgram {
+ public:
+  // Starts `command` and waits until the kernel shows it under the new name. Throws std::runtime_error.
+  explicit WaitingProgram(const std::vector<std::string>& command);
+  ~WaitingProgram();
+  WaitingProgram(const WaitingProgram&) = delete;
+  WaitingProgram& operator=(const WaitingProgram&) = delete;
+
+  [[nodiscard]] pid_t Pid() const { return pid_; }
+  // Kills it, when it still runs, and waits for it: then there is no process of that number any more.
+  int End();
+
+ private:
+  pid_t pid_ = -1;
+  int input_ = -1;
+};
+
+}  // namespace test
