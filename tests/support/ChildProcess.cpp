@@ -104,11 +104,15 @@ WaitingProgram::~WaitingProgram() {
   close(input_);
 }
 
-int WaitingProgram::End() {
-  kill(pid_, SIGKILL);
+int WaitingProgram::Wait() {
   const int status = WaitForChild(pid_);
   pid_ = -1;
   return status;
+}
+
+int WaitingProgram::End() {
+  kill(pid_, SIGKILL);
+  return Wait();
 }
 
 }  // namespace test

@@ -31,7 +31,10 @@ class WaitingProgram {
   WaitingProgram& operator=(const WaitingProgram&) = delete;
 
   [[nodiscard]] pid_t Pid() const { return pid_; }
-  // Kills it, when it still runs, and waits for it: then there is no process of that number any more.
+  // Waits for its end: then there is no process of that number any more. The exit status, or 128 + the
+  // signal.
+  int Wait();
+  // Kills it first.
   int End();
 
  private:

@@ -22,7 +22,7 @@ bool EndingIsReadable() {
 void Note(const char* text) { EXPECT_EQ(write(STDERR_FILENO, text, 1), 1); }
 
 TEST(EndingTest, TheHandlersRunOnceWhenManyThreadsAskAtOnce) {
-  for (int round = 0; round < 20; ++round) {
+  for (int round = 0; round < 6; ++round) {
     const test::ChildResult result = test::RunInChild([] {
       std::atexit([] { Note("h"); });
       std::vector<std::thread> threads;

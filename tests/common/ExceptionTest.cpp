@@ -1,0 +1,67 @@
+// The exception's code and text.
+#include "common/KCException.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+StCFTypeRef<CFStringRef> MakeString(const std::string& utf8) {
+  return StCFTypeRef<CFStringRef>{
+      CFStringCreateWithCString(kCFAllocatorDefault, utf8.c_str(), kCFStringEncodingUTF8)};
+}
+
+TEST(ExceptionTest, WhatIsTheTextInTheSystemsEncoding) {
+  const std::string longest(255, 'x');
+  EXPECT_EQ(KCException(1).what(), nullptr);
+  EXPECT_STREQ(KCException(1, MakeString("caf\u00e9")).what(), "caf\x8e");
+  EXPECT_STREQ(KCException(1, MakeString(longest)).what(), longest.c_str());
+  EXPECT_EQ(KCException(1, MakeString(longest + "x")).what(), nullptr) << "does not fit";
+  EXPECT_EQ(KCException(1, MakeString("\u4e2d")).what(), nullptr) << "cannot be encoded";
+}
+
+TEST(ExceptionTest, CopiesShareTheText) {
+  const StCFTypeRef<CFStringRef> text = MakeString("a text that is no constant");
+  const CFIndex before = CFGetRetainCount(text);
+  {
+    KCException first(5, text);
+    const KCException second(first);
+    KCException third(6);
+    third = second;
+    const KCException& same = third;
+    third = same;
+    EXPECT_EQ(CFGetRetainCount(text), before + 3);
+    first.SetErrorString(nullptr);
+    EXPECT_EQ(first.what(), nullptr);
+    EXPECT_EQ(third.GetErrorCode(), 5);
+    EXPECT_EQ(third.GetErrorString(), text.get());
+    EXPECT_STREQ(third.what(), "a text that is no constant");
+  }
+  EXPECT_EQ(CFGetRetainCount(text), before);
+}
+
+TEST(ExceptionTest, CodeAndTextCanBeReplaced) {
+  KCException exception(1, MakeString("one"));
+  EXPECT_STREQ(exception.what(), "one");
+  exception.SetErrorCode(-2);
+  exception.SetErrorString(MakeString("two"));
+  EXPECT_EQ(exception.GetErrorCode(), -2);
+  EXPECT_STREQ(exception.what(), "two");
+}
+
+TEST(ExceptionTest, IsThrownWithItsCodeAndText) {
+  try {
+    KCException::Throw(-50, CFSTR("parameter"));
+  } catch (const std::exception& caught) {
+    EXPECT_STREQ(caught.what(), "parameter");
+  }
+  try {
+    KCException::Throw(-43);
+  } catch (const KCException& caught) {
+    EXPECT_EQ(caught.GetErrorCode(), -43);
+    EXPECT_EQ(caught.GetErrorString(), nullptr);
+  }
+}
+
+}  // namespace

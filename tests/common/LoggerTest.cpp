@@ -1,0 +1,164 @@
+// The agent's log: filter, line ends, mirrored file, echo.
+#include "common/KCasl.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/KCFolderManager.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// What each line of the file says after its level; a text's own line ends are kept.
+std::vector<std::string> Messages(const std::string& path) {
+  std::vector<std::string> messages;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    const size_t start = line.find(">: ");
+    if (line.starts_with('\t') && !messages.empty())
+      messages.back() += "\n" + line;
+    else
+      messages.push_back(line.substr(start == std::string::npos ? 0 : start + 3));
+  }
+  return messages;
+}
+
+class LoggerTest : public testing::Test {
+ protected:
+  LoggerTest() {
+    ASLSetLogFile(log_.c_str());
+    ASLWriteToStdErr(0);
+  }
+
+  const test::TemporaryFolder folder_;
+  const std::string log_ = folder_ / "log";
+};
+
+TEST_F(LoggerTest, TheFilterDecidesByLevelUntilDebugModeIsOn) {
+  struct Row {
+    const char* mode;
+    void (*prepare)();
+    std::vector<int> logged;
+  };
+  const std::vector<int> all = {0, 1, 2, 3, 4, 5, 6, 7};
+  const Row rows[] = {
+      {"at first", [] {}, {0, 1, 2, 3, 6}},
+      {"debug mode", [] { ASLSetDebug(1); }, all},
+      {"debug mode off again", [] { ASLSetDebug(0); }, {0, 1, 2, 3, 6}},
+      {"a mask", [] { ASLSetFilter(0x30); }, {4, 5}},
+      {"nothing", [] { ASLSetFilter(0); }, {}},
+      {"a mask with bit 7", [] { ASLSetFilter(0x81); }, all},
+      {"a later mask without it", [] { ASLSetFilter(0x01); }, all},
+  };
+  EXPECT_EQ(ASLGetFilter(), 0x4FU);
+  for (const Row& row : rows) {
+    row.prepare();
+    std::ofstream{log_, std::ios::trunc};
+    std::vector<std::string> expected;
+    for (const int level : row.logged) expected.push_back("level " + std::to_string(level));
+    for (int level = -1; level <= 8; ++level) ASLLogger(level, 1, true, "level %d", level);
+    EXPECT_EQ(Messages(log_), expected) << row.mode;
+  }
+  EXPECT_EQ(ASLGetFilter(), 0x01U);
+}
+
+TEST_F(LoggerTest, OnlyTheLastLineEndOfTheFormatIsDropped) {
+  ASLLogger(6, 1, true, "none");
+  ASLLogger(6, 1, true, "one\n");
+  ASLLogger(6, 1, true, "two\n\n");
+  ASLLogger(6, 1, true, "%s", "an argument's own\n");
+  ASLLogger(6, 1, true, "%s", "");
+  EXPECT_THAT(Messages(log_), ElementsAre("none", "one", "two\n\t", "an argument's own\n\t", ""));
+}
+
+TEST_F(LoggerTest, TheFormatTakesObjectsAndIsUtf8) {
+  ASLLogger(6, 1, true, "\u00e9 %@ %5.2f 100%%", CFSTR("object"), 2.5);
+  EXPECT_THAT(Messages(log_), ElementsAre("\u00e9 object  2.50 100%"));
+  ASLLogger(6, 1, true, "\xff not UTF-8");
+  EXPECT_EQ(Messages(log_).size(), 1U);
+}
+
+TEST_F(LoggerTest, TheEchoNeedsTheCallersOptionAndTheProcesss) {
+  struct Row {
+    int on;
+    int option;
+    bool echoed;
+  };
+  for (const Row& row : {Row{1, 1, true}, Row{1, 0, false}, Row{0, 1, false}, Row{1, 0x100, false}}) {
+    ASLWriteToStdErr(row.on);
+    testing::internal::CaptureStderr();
+    ASLLogger(6, row.option, false, "hello");
+    const std::string echo = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(echo.ends_with(" <Info>: hello\n"), row.echoed) << row.on << row.option << echo;
+    EXPECT_EQ(echo.empty(), !row.echoed);
+  }
+  EXPECT_THAT(Messages(log_), IsEmpty()) << "not to the file";
+}
+
+TEST_F(LoggerTest, WithoutAFileOfItsOwnItIsTheAgents) {
+  SetRootFolder(folder_.Path().c_str());
+  ASLSetLogFile("");
+  ASLSetLogFile(nullptr);
+  ASLLogger(6, 1, true, "hello");
+  EXPECT_THAT(Messages(folder_ / "Korvane.log"), ElementsAre("hello"));
+  ASLSetLogFile(log_.c_str());
+  ASLSetLogFile(nullptr);
+  ASLLogger(6, 1, true, "elsewhere");
+  EXPECT_THAT(Messages(log_), ElementsAre("elsewhere"));
+}
+
+TEST_F(LoggerTest, APathIsCutAt511Bytes) {
+  std::string path = folder_.Path();
+  while (path.size() < 400) path += "/" + std::string(80, 'd');
+  fs::create_directories(path);
+  path += "/";
+  path.resize(600, 'f');
+  ASLSetLogFile(path.c_str());
+  ASLLogger(6, 1, true, "hello");
+  EXPECT_THAT(Messages(path.substr(0, 511)), ElementsAre("hello"));
+}
+
+TEST_F(LoggerTest, AFileThatCannotBeOpenedDoesNoHarm) {
+  ASLSetLogFile((folder_ / "missing/log").c_str());
+  ASLWriteToStdErr(1);
+  testing::internal::CaptureStderr();
+  ASLLogger(6, 1, true, "hello");
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::EndsWith("hello\n"));
+}
+
+TEST_F(LoggerTest, DescriptorZeroIsTheFailureToOpenTheFile) {
+  const test::ChildResult result = test::RunInChild([] {
+    close(STDIN_FILENO);
+    ASLLogger(6, 1, true, "into descriptor 0");
+    ASLLogger(6, 1, true, "into another");
+  });
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(Messages(log_), ElementsAre("into another"));
+}
+
+TEST_F(LoggerTest, ManyThreadsLogWholeLines) {
+  constexpr int kThreads = 6;
+  constexpr int kMessages = 40;
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kThreads; ++thread)
+    threads.emplace_back([] {
+      for (int number = 0; number < kMessages; ++number) ASLLogger(6, 1, true, "%@ end\n", CFSTR("begin"));
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(Messages(log_), std::vector<std::string>(kThreads * kMessages, "begin end"));
+}
+
+}  // namespace
