@@ -1,0 +1,60 @@
+#include "tools/ScreenClient.h"
+
+#include <utility>
+#include <variant>
+
+namespace tools {
+
+using rcserv::screen_ipc::NewScreen;
+using rcserv::screen_ipc::Update;
+
+ScreenClient::Answer ScreenClient::Ask(uint32_t timeoutMs) {
+  changes_.clear();
+  switch (connection_.MakeRequest(record_, timeoutMs)) {
+    case rcserv::screen_ipc::kDone:
+      return std::visit([this](auto&& response) { return Take(std::forward<decltype(response)>(response)); },
+                        ParseResponse(record_));
+    case rcserv::screen_ipc::kTimedOut:
+      return Answer::kSilent;
+    case rcserv::screen_ipc::kFailed:
+      break;
+  }
+  return Answer::kLost;
+}
+
+ScreenClient::Answer ScreenClient::Take(NewScreen screen) {
+  pixels_ = OpenScreen(screen);
+  if (!pixels_) return Take(std::monostate());
+  screen_ = std::move(screen);
+  changes_.push_back(Area());
+  return Answer::kNewScreen;
+}
+
+ScreenClient::Answer ScreenClient::Take(const Update& update) {
+  if (!pixels_) return Take(std::monostate());
+  for (const rcserv::Rect& area : update.rects) {
+    const rcserv::Rect shown = InSurface(screen_, area);
+    if (!shown.IsEmpty()) changes_.push_back(shown);
+  }
+  return Answer::kChanges;
+}
+
+// What cannot be shown is dropped with its connection; the next request begins with a new screen.
+ScreenClient::Answer ScreenClient::Take(std::monostate) {
+  connection_.Disconnect();
+  pixels_ = {};
+  screen_ = {};
+  return Answer::kLost;
+}
+
+rcserv::Rect ScreenClient::Area() const { return rcserv::MakeXYWH(0, 0, screen_.width, screen_.height); }
+
+std::optional<rcserv::Rect> ScreenClient::MonitorArea(uint32_t id) const {
+  const auto found = screen_.monitors.find(id);
+  if (found == screen_.monitors.end()) return std::nullopt;
+  return Intersect(found->second.rect, Area());
+}
+
+const std::byte* ScreenClient::PixelsAt(int x, int y) const { return pixels_->BitsAt(x, y); }
+
+}  // namespace tools

@@ -1,0 +1,53 @@
+// The screen that an observer shows, kept up to date by asking.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "rcserv/Bitmap.h"
+#include "rcserv/MonitorConfig.h"
+#include "rcserv/Rect.h"
+#include "rcserv/ScreenIPCApple.h"
+#include "rcserv/ScreenResponse.h"
+
+namespace tools {
+
+// One thread.
+class ScreenClient {
+ public:
+  enum class Answer {
+    kNewScreen,  // the screen was set up, or set up anew: all of it changed
+    kChanges,    // what Changes() tells, which may be nothing
+    kSilent,     // no answer in time: ask again, the request stays open
+    kLost        // no connection, or an answer that makes no sense: ask again to connect anew
+  };
+
+  // Sends a request and waits for its answer, whole seconds. A failure takes the whole time.
+  [[nodiscard]] Answer Ask(uint32_t timeoutMs);
+
+  // Empty without a screen.
+  [[nodiscard]] rcserv::Rect Area() const;
+  // In the screen, whose top left corner is (0, 0), and cut at its edges.
+  [[nodiscard]] std::optional<rcserv::Rect> MonitorArea(uint32_t id) const;
+  [[nodiscard]] const rcserv::Monitors& Monitors() const { return screen_.monitors; }
+  // In the screen; what lies outside of it has been cut off.
+  [[nodiscard]] const std::vector<rcserv::Rect>& Changes() const { return changes_; }
+  // A pixel of the screen, 16 bits, and those to its right; rows lie StrideBytes() apart.
+  [[nodiscard]] const std::byte* PixelsAt(int x, int y) const;
+  [[nodiscard]] int StrideBytes() const { return screen_.stride; }
+
+ private:
+  [[nodiscard]] Answer Take(rcserv::screen_ipc::NewScreen screen);
+  [[nodiscard]] Answer Take(const rcserv::screen_ipc::Update& update);
+  [[nodiscard]] Answer Take(std::monostate);
+
+  rcserv::screen_ipc::Cli connection_;
+  rcserv::screen_ipc::ResponseRecord record_{};
+  rcserv::screen_ipc::NewScreen screen_;
+  rcserv::BitmapT<rcserv::kScreenFormat> pixels_;
+  std::vector<rcserv::Rect> changes_;
+};
+
+}  // namespace tools

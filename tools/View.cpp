@@ -1,0 +1,42 @@
+#include "tools/View.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "broker/Commands.h"
+#include "platform/Handles.h"
+#include "platform/System.h"
+
+namespace tools {
+namespace {
+
+// The service's own client sends view starts of 8 bytes, and nothing shorter reaches an observer through it.
+constexpr long kViewStartBytes = 8;
+
+}  // namespace
+
+bool View::ObserverListens(const std::string& endpoint) {
+  const std::string path = endpoint.substr(endpoint.find("//") + 2);
+  sockaddr_storage address{};
+  const socklen_t length = platform::MakeLocalAddress(path, address);
+  const platform::UniqueFd probe(socket(AF_UNIX, SOCK_STREAM, 0));
+  return connect(probe.Get(), reinterpret_cast<const sockaddr*>(&address), length) == 0;
+}
+
+bool View::Start(const std::string& endpoint) {
+  if (!commands_.start(endpoint)) return false;
+  const unsigned char record[kViewStartBytes] = {CMD_VIEW_START_HTML5};
+  long length = kViewStartBytes;
+  // The reply of the observer is empty, so what tells is whether the next request is still accepted.
+  commands_.TransferData(record, length);
+  started_ = true;
+  return true;
+}
+
+View::~View() {
+  if (!started_) return;
+  const unsigned char record[sizeof(ViewEndRecord)] = {CMD_VIEW_END};
+  commands_.TransferData(record, sizeof record);
+}
+
+}  // namespace tools

@@ -1,0 +1,28 @@
+// A view of the desktop: from the command that starts it to the command that ends it.
+#pragma once
+#include <string>
+
+#include "broker/RCZmqBroker.h"
+
+namespace tools {
+
+// Main thread. An end of the program without the destructor leaves the view running.
+class View {
+ public:
+  View() = default;
+  ~View();
+  View(const View&) = delete;
+  View& operator=(const View&) = delete;
+
+  // True when a program listens on the command endpoint, an "ipc://" path.
+  [[nodiscard]] static bool ObserverListens(const std::string& endpoint);
+
+  // Sends the view start. False when the endpoint cannot be reached or nobody answers there.
+  [[nodiscard]] bool Start(const std::string& endpoint);
+
+ private:
+  RCZmqBrokerClientBase commands_;
+  bool started_ = false;
+};
+
+}  // namespace tools

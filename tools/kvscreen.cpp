@@ -1,0 +1,131 @@
+// kvscreen: looks at a desktop through the observer that runs on it. Start reading in main(), at the end.
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "broker/RootFolder.h"
+#include "common/KCFolderManager.h"
+#include "common/KCasl.h"
+#include "common/StCFTypeRef.h"
+#include "tools/Options.h"
+#include "tools/PngFile.h"
+#include "tools/ScreenClient.h"
+#include "tools/View.h"
+#include "tools/Watch.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using tools::ExitCode;
+using tools::ScreenClient;
+
+constexpr uint32_t kFirstAnswerTimeoutMs = 1000;
+constexpr int kFirstAnswerTries = 5;
+
+volatile std::sig_atomic_t gInterrupted = 0;
+
+bool Interrupted() { return gInterrupted != 0; }
+
+// An interrupt ends the view in good order; a second one ends the program at once.
+void CatchInterrupts() {
+  struct sigaction action {};
+  action.sa_handler = [](int) { gInterrupted = 1; };
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
+}
+
+bool WaitForObserver(const std::string& endpoint, int seconds) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  while (!tools::View::ObserverListens(endpoint)) {
+    if (Interrupted() || std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(50ms);
+  }
+  return true;
+}
+
+// The first answer of a connection brings the whole screen.
+bool FetchScreen(ScreenClient& screen) {
+  for (int i = 0; i < kFirstAnswerTries && !Interrupted(); ++i) {
+    if (screen.Ask(kFirstAnswerTimeoutMs) == ScreenClient::Answer::kNewScreen) return true;
+  }
+  return false;
+}
+
+// What was asked for, in the screen; nothing, and said so, when there is no such monitor.
+std::optional<rcserv::Rect> ChooseArea(const ScreenClient& screen, std::optional<uint32_t> monitor) {
+  const auto area = monitor ? screen.MonitorArea(*monitor) : screen.Area();
+  if (area && !area->IsEmpty()) return area;
+  std::fprintf(stderr, "kvscreen: there is no monitor %u; these are there:", monitor.value_or(0));
+  for (const auto& [id, unused] : screen.Monitors()) std::fprintf(stderr, " %u", id);
+  std::fputs("\n", stderr);
+  return std::nullopt;
+}
+
+ExitCode TakePicture(const ScreenClient& screen, const rcserv::Rect& area, const std::string& file) {
+  const std::string error = tools::WritePng(file, screen.PixelsAt(area.left, area.top), area.Width(),
+                                            area.Height(), screen.StrideBytes());
+  if (error.empty()) return ExitCode::kDone;
+  std::fprintf(stderr, "kvscreen: cannot write %s: %s\n", file.c_str(), error.c_str());
+  return ExitCode::kNotWritten;
+}
+
+ExitCode Look(const tools::Options& options) {
+  const std::string endpoint = FetchFolder(kFolderObserveEndpoint);
+  if (!WaitForObserver(endpoint, options.waitSeconds)) {
+    std::fprintf(stderr,
+                 "kvscreen: no observer answers at %s\n"
+                 "  Is kvobserve running, for this user, and with the same TMPDIR? Its log is %s\n",
+                 endpoint.c_str(), FetchFolder(kFolderLogFile));
+    return ExitCode::kNoObserver;
+  }
+
+  tools::View view;
+  if (options.startView && !view.Start(endpoint)) {
+    std::fprintf(stderr, "kvscreen: the observer at %s takes no commands\n", endpoint.c_str());
+    return ExitCode::kNoObserver;
+  }
+
+  ScreenClient screen;
+  if (!FetchScreen(screen)) {
+    std::fprintf(stderr,
+                 "kvscreen: the observer shows no screen at %s\n"
+                 "  %s The observer's log is %s\n",
+                 FetchFolder(kFolderScreenIPCSocket),
+                 options.startView ? "Does another client look at it already? One is served at a time."
+                                   : "Does a view run? Without --no-start one is started.",
+                 FetchFolder(kFolderLogFile));
+    return ExitCode::kNoScreen;
+  }
+
+  const auto area = ChooseArea(screen, options.monitor);
+  if (!area) return ExitCode::kNoScreen;
+  if (!options.pngFile.empty()) {
+    const ExitCode taken = TakePicture(screen, *area, options.pngFile);
+    if (taken != ExitCode::kDone) return taken;
+  }
+  if (options.watch) {
+    const auto limit =
+        options.watchSeconds ? std::optional(std::chrono::seconds(*options.watchSeconds)) : std::nullopt;
+    if (!tools::Watch(screen, options.monitor, limit, Interrupted)) {
+      std::fprintf(stderr, "kvscreen: the observer's screen is lost; its log is %s\n",
+                   FetchFolder(kFolderLogFile));
+      return ExitCode::kNoScreen;
+    }
+  }
+  return ExitCode::kDone;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const auto options = tools::ParseOptions(argc, argv);
+  if (!options) return static_cast<int>(ExitCode::kUsage);
+  CatchInterrupts();
+  ASLSetFilter(0);  // what happens here is told to the person who asked, not to the agent's log
+  // A program that is no bundle has its own folder as its bundle's.
+  SettleRootFolder(StCFTypeRef<CFURLRef>(CFBundleCopyBundleURL(CFBundleGetMainBundle())));
+  return static_cast<int>(Look(*options));
+}
