@@ -67,7 +67,6 @@ class ConversionReader {
   [[nodiscard]] std::optional<Conversion> Read() {
     Conversion conversion;
     const auto position = ReadPosition();
-    if (failed_) return std::nullopt;
     ReadFlags(conversion);
     conversion.width = ReadSize();
     if (Take(u'.')) {
@@ -75,7 +74,7 @@ class ConversionReader {
       if (!conversion.precision.argument && !conversion.precision.fixed) conversion.precision.fixed = 0;
     }
     conversion.length = ReadLength();
-    if (failed_ || at_ == text_.size()) return std::nullopt;
+    if (at_ == text_.size()) return std::nullopt;
     conversion.letter = text_[at_++];
     const auto kind = KindOf(conversion);
     if (!kind) return std::nullopt;
@@ -104,7 +103,7 @@ class ConversionReader {
     return number;
   }
 
-  // "n$", 1-based in the text.
+  // "n$", 1-based in the text. 0 becomes the largest index, which no format reaches.
   std::optional<size_t> ReadPosition() {
     const size_t start = at_;
     const auto number = ReadNumber();
@@ -112,7 +111,6 @@ class ConversionReader {
       at_ = start;
       return std::nullopt;
     }
-    if (*number == 0) failed_ = true;
     return static_cast<size_t>(*number) - 1;
   }
 
@@ -146,7 +144,7 @@ class ConversionReader {
     FieldSize size;
     if (Take(u'*')) {
       const auto position = ReadPosition();
-      if (!failed_) size.argument = AddClaim(position, ArgumentKind::kInt);
+      size.argument = AddClaim(position, ArgumentKind::kInt);
     } else {
       size.fixed = ReadNumber();
     }
@@ -175,7 +173,6 @@ class ConversionReader {
   std::u16string_view text_;
   size_t at_ = 0;
   size_t next_;
-  bool failed_ = false;
   std::vector<Claim> claims_;
 };
 

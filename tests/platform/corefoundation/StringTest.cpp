@@ -71,6 +71,9 @@ TEST(StringTest, BytesAreDecodedWholeOrRefused) {
     }
   }
   EXPECT_EQ(CFStringCreateWithCString(nullptr, nullptr, kUtf8), nullptr);
+  // What follows the count is not looked at.
+  EXPECT_EQ(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>("\xE2\x82\xAC"), 2, kUtf8, false),
+            nullptr);
   EXPECT_EQ(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>("a"), -1, kUtf8, false), nullptr);
 }
 
@@ -146,7 +149,9 @@ TEST(StringTest, GetBytesCountsWithoutABufferAndWithoutRoom) {
   EXPECT_EQ(used, 5);
   EXPECT_EQ(untouched, 7);
   EXPECT_EQ(CFStringGetBytes(string.get(), tail, kUtf16, 0, true, nullptr, 0, &used), 2);
-  EXPECT_EQ(used, 6);  // with its mark
+  EXPECT_EQ(used, 6);                           // with its mark
+  const auto pair = MakeString(u"\U0001F600");  // of which a range holds one half
+  EXPECT_EQ(CFStringGetBytes(pair.get(), CFRangeMake(0, 1), kUtf8, 0, false, nullptr, 0, &used), 0);
 }
 
 TEST(StringTest, GetCStringIsAllOrNothing) {
