@@ -1,0 +1,206 @@
+// What the listeners are told when displays come, go, move and change their size.
+#include "platform/x11/Reconfiguration.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "platform/ThreadSafety.h"
+#include "tests/platform/x11/Pictures.h"
+#include "tests/support/WaitFor.h"
+#include "tests/support/XClient.h"
+#include "tests/support/XServer.h"
+
+namespace {
+
+using platform::x11::DisplayList;
+using platform::x11::DisplayNotice;
+
+constexpr CGDisplayChangeSummaryFlags kBegin = kCGDisplayBeginConfigurationFlag;
+constexpr CGDisplayChangeSummaryFlags kAdd = kCGDisplayAddFlag;
+constexpr CGDisplayChangeSummaryFlags kRemove = kCGDisplayRemoveFlag;
+constexpr CGDisplayChangeSummaryFlags kMoved = kCGDisplayMovedFlag;
+constexpr CGDisplayChangeSummaryFlags kMode = kCGDisplaySetModeFlag;
+constexpr CGDisplayChangeSummaryFlags kMain = kCGDisplaySetMainFlag;
+constexpr CGDisplayChangeSummaryFlags kShape = kCGDisplayDesktopShapeChangedFlag;
+
+TEST(ReconfigurationTest, NoticesSayWhatIsDifferent) {
+  const DisplayList one = {{1, {0, 0, 100, 100}, true}};
+  const DisplayList two = {{1, {0, 0, 100, 100}, true}, {2, {100, 0, 200, 100}, false}};
+  struct {
+    const char* what;
+    DisplayList before, after;
+    std::vector<DisplayNotice> expected;
+  } const rows[] = {
+      {"nothing", two, two, {}},
+      {"added", one, two, {{1, kBegin}, {1, kShape}, {2, kAdd | kShape}}},
+      {"removed", two, one, {{1, kBegin}, {2, kBegin}, {1, kShape}, {2, kRemove | kShape}}},
+      {"larger", one, {{1, {0, 0, 200, 100}, true}}, {{1, kBegin}, {1, kMode | kShape}}},
+      {"another main display",
+       two,
+       {{2, {100, 0, 200, 100}, true}, {1, {0, 0, 100, 100}, false}},
+       {{1, kBegin}, {2, kBegin}, {2, kMain}, {1, 0}}},
+      {"exchanged places",
+       two,
+       {{1, {100, 0, 200, 100}, true}, {2, {0, 0, 100, 100}, false}},
+       {{1, kBegin}, {2, kBegin}, {1, kMoved}, {2, kMoved}}},
+      {"all gone", one, {}, {{1, kBegin}, {1, kRemove | kShape}}},
+      {"the first one", {}, one, {{1, kAdd | kMain | kShape}}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    EXPECT_TRUE(platform::x11::NoticesOf(row.before, row.after) == row.expected);
+  }
+}
+
+// Remembers every notice, and the displays as they were during it.
+class Listener {
+ public:
+  struct Heard {
+    DisplayNotice notice;
+    std::vector<CGDirectDisplayID> displays;
+    CGRect bounds;
+  };
+
+  Listener() { error_ = CGDisplayRegisterReconfigurationCallback(Callback, this); }
+  ~Listener() { CGDisplayRemoveReconfigurationCallback(Callback, this); }
+
+  [[nodiscard]] CGError Error() const { return error_; }
+
+  // Waits until `notice` has been heard since the last call, and forgets everything up to it.
+  [[nodiscard]] testing::AssertionResult Await(CGDirectDisplayID display, CGDisplayChangeSummaryFlags flags,
+                                               Heard* found = nullptr) {
+    const DisplayNotice notice{display, flags};
+    const bool heard = test::WaitFor([&] {
+      const Locked locked(lock_);
+      const auto at =
+          std::find_if(heard_.begin(), heard_.end(), [&](const Heard& h) { return h.notice == notice; });
+      if (at == heard_.end()) return false;
+      if (found != nullptr) *found = *at;
+      heard_.erase(heard_.begin(), at + 1);
+      return true;
+    });
+    if (heard) return testing::AssertionSuccess();
+    const Locked locked(lock_);
+    auto failure = testing::AssertionFailure() << "not heard: " << display << "/" << flags << ", but";
+    for (const Heard& h : heard_) failure << " " << h.notice.display << "/" << h.notice.flags;
+    return failure;
+  }
+
+ private:
+  static void Callback(CGDirectDisplayID display, CGDisplayChangeSummaryFlags flags, void* self) {
+    auto& listener = *static_cast<Listener*>(self);
+    Heard heard{{display, flags}, test::ActiveDisplays(), CGDisplayBounds(display)};
+    const Locked locked(listener.lock_);
+    listener.heard_.push_back(std::move(heard));
+  }
+
+  CGError error_;
+  Lock lock_;
+  std::vector<Heard> heard_ GUARDED_BY(lock_);
+};
+
+TEST(ReconfigurationTest, VirtualMonitorsComeAndGo) {
+  const test::XServer server({.width = 800, .height = 600});
+  Listener listener;
+  ASSERT_EQ(listener.Error(), kCGErrorSuccess);
+  const CGDirectDisplayID whole = CGMainDisplayID();
+  ASSERT_EQ(server.Run({"xrandr", "--setmonitor", "Left", "400/1x600/1+0+0", "screen"}), 0);
+  ASSERT_TRUE(listener.Await(whole, kBegin));
+  const CGDirectDisplayID left = whole + 1;
+  Listener::Heard heard;
+  ASSERT_TRUE(listener.Await(left, kAdd | kMain | kShape, &heard));
+  // What a listener asks is answered from after the change.
+  EXPECT_EQ(heard.displays, std::vector<CGDirectDisplayID>{left});
+  EXPECT_TRUE(CGRectEqualToRect(heard.bounds, CGRectMake(0, 0, 400, 600)));
+  ASSERT_TRUE(listener.Await(whole, kRemove | kShape));
+
+  ASSERT_EQ(server.Run({"xrandr", "--setmonitor", "Right", "400/1x500/1+400+100", "none"}), 0);
+  const CGDirectDisplayID right = left + 1;
+  ASSERT_TRUE(listener.Await(left, kBegin));
+  ASSERT_TRUE(listener.Await(right, kAdd | kShape, &heard));
+  EXPECT_EQ(heard.displays, (std::vector<CGDirectDisplayID>{left, right}));
+
+  ASSERT_EQ(server.Run({"xrandr", "--delmonitor", "Right"}), 0);
+  ASSERT_TRUE(listener.Await(right, kBegin));
+  ASSERT_TRUE(listener.Await(right, kRemove | kShape));
+}
+
+TEST(ReconfigurationTest, AResizedScreenIsReportedAndRedrawnWhole) {
+  const test::XServer server({.kind = test::XServerOptions::Kind::kXvnc, .width = 800, .height = 600});
+  Listener listener;
+  ASSERT_EQ(listener.Error(), kCGErrorSuccess);
+  struct Drawn {
+    Lock lock;
+    std::vector<CGRect> rects GUARDED_BY(lock);
+  } drawn;
+  const CGScreenRefreshCallback onRefresh = [](uint32_t count, const CGRect* rects, void* info) {
+    auto& state = *static_cast<Drawn*>(info);
+    const Locked locked(state.lock);
+    state.rects.insert(state.rects.end(), rects, rects + count);
+  };
+  ASSERT_EQ(CGRegisterScreenRefreshCallback(onRefresh, &drawn), kCGErrorSuccess);
+  const CGDirectDisplayID display = CGMainDisplayID();
+
+  struct {
+    const char* size;
+    double width, height;
+  } const rows[] = {{"1024x768", 1024, 768}, {"640x480", 640, 480}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.size);
+    ASSERT_EQ(server.Run({"xrandr", "-s", row.size}), 0);
+    Listener::Heard heard;
+    ASSERT_TRUE(listener.Await(display, kBegin));
+    ASSERT_TRUE(listener.Await(display, kMode | kShape, &heard));
+    EXPECT_EQ(heard.bounds.size.width, row.width);
+    EXPECT_TRUE(test::WaitFor([&] {
+      const Locked locked(drawn.lock);
+      return std::any_of(drawn.rects.begin(), drawn.rects.end(), [&row](const CGRect& rect) {
+        return CGRectEqualToRect(rect, CGRectMake(0, 0, row.width, row.height));
+      });
+    }));
+    const test::Image image = test::Capture(display, 0, 0, 5000, 5000);
+    EXPECT_EQ(CGImageGetWidth(image.get()), static_cast<size_t>(row.width));
+    EXPECT_EQ(CGImageGetHeight(image.get()), static_cast<size_t>(row.height));
+    EXPECT_FALSE(test::Capture(display, row.width, 0, 10, 10));
+  }
+  CGUnregisterScreenRefreshCallback(onRefresh, &drawn);
+}
+
+TEST(ReconfigurationTest, TheLastMonitorMayGoAndComeBack) {
+  const test::XServer server({.kind = test::XServerOptions::Kind::kXvnc, .width = 800, .height = 600});
+  Listener listener;
+  ASSERT_EQ(listener.Error(), kCGErrorSuccess);
+  const CGDirectDisplayID display = CGMainDisplayID();
+  ASSERT_EQ(server.Run({"xrandr", "--output", "VNC-0", "--off"}), 0);
+  Listener::Heard heard;
+  ASSERT_TRUE(listener.Await(display, kRemove | kShape, &heard));
+  EXPECT_TRUE(heard.displays.empty());
+  uint32_t count = 7;
+  EXPECT_EQ(CGGetActiveDisplayList(4, nullptr, &count), kCGErrorSuccess);
+  EXPECT_EQ(count, 0U);
+  EXPECT_FALSE(test::Capture(display, 0, 0, 10, 10));
+
+  ASSERT_EQ(server.Run({"xrandr", "--output", "VNC-0", "--mode", "1024x768"}), 0);
+  ASSERT_TRUE(listener.Await(display, kAdd | kMain | kShape));
+  EXPECT_TRUE(test::Capture(display, 0, 0, 10, 10));
+}
+
+TEST(ReconfigurationTest, RemovingIsFinalAndKnowsItsOwn) {
+  const test::XServer server({.width = 800, .height = 600});
+  std::atomic<int> calls{0};
+  const CGDisplayReconfigurationCallBack callback = [](CGDirectDisplayID, CGDisplayChangeSummaryFlags,
+                                                       void* info) {
+    ++*static_cast<std::atomic<int>*>(info);
+  };
+  Listener listener;
+  ASSERT_EQ(CGDisplayRegisterReconfigurationCallback(callback, &calls), kCGErrorSuccess);
+  EXPECT_EQ(CGDisplayRemoveReconfigurationCallback(callback, nullptr), kCGErrorIllegalArgument);
+  EXPECT_EQ(CGDisplayRemoveReconfigurationCallback(callback, &calls), kCGErrorSuccess);
+  EXPECT_EQ(CGDisplayRemoveReconfigurationCallback(callback, &calls), kCGErrorIllegalArgument);
+  ASSERT_EQ(server.Run({"xrandr", "--setmonitor", "Left", "400/1x600/1+0+0", "screen"}), 0);
+  ASSERT_TRUE(listener.Await(1, kRemove | kShape));
+  EXPECT_EQ(calls, 0);
+}
+
+}  // namespace
