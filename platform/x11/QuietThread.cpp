@@ -9,20 +9,22 @@ namespace platform::x11 {
 namespace {
 
 struct Work {
+  const char* name;
   void (*work)(void*);
   void* argument;
 };
 
 void* Run(void* given) {
   const std::unique_ptr<Work> work(static_cast<Work*>(given));
+  pthread_setname_np(pthread_self(), work->name);
   work->work(work->argument);
   return nullptr;
 }
 
 }  // namespace
 
-bool StartQuietThread(void (*work)(void*), void* argument) {
-  auto given = std::make_unique<Work>(Work{work, argument});
+bool StartQuietThread(const char* name, void (*work)(void*), void* argument) {
+  auto given = std::make_unique<Work>(Work{name, work, argument});
   sigset_t all;
   sigset_t before;
   sigfillset(&all);

@@ -45,7 +45,8 @@ xcb_connection_t* Session::Open(int& screen) {
 
   const Locked locked(lock_);
   if (!watched_) {
-    watched_ = StartQuietThread([](void* self) { static_cast<Session*>(self)->WatchEnding(); }, this);
+    watched_ = StartQuietThread(
+        "x11 ending", [](void* self) { static_cast<Session*>(self)->WatchEnding(); }, this);
   }
   while (opening_) {
     if (Over() || !changed_.WaitUntil(lock_, deadline)) return nullptr;
@@ -57,6 +58,7 @@ xcb_connection_t* Session::Open(int& screen) {
   opening_ = opening;
   // Detached: an attempt that hangs cannot be ended by anybody but the server.
   const bool started = StartQuietThread(
+      "x11 connecting",
       [](void* self) {
         auto& session = *static_cast<Session*>(self);
         std::shared_ptr<Opening> mine;

@@ -75,7 +75,9 @@ CGError WindowServer::Remove(const Registration& registration) {
 bool WindowServer::StartLocked() {
   if (!wake_) return false;
   // Detached: it ends by itself when nothing is registered, also from inside the last callback.
-  if (!StartQuietThread([](void* self) { static_cast<WindowServer*>(self)->Run(); }, this)) return false;
+  if (!StartQuietThread(
+          "window server", [](void* self) { static_cast<WindowServer*>(self)->Run(); }, this))
+    return false;
   state_ = State::kStarting;
   return true;
 }
