@@ -23,12 +23,8 @@ namespace {
 
 constexpr timeval kSendTimeout = {.tv_sec = 1, .tv_usec = 0};
 
-// Of all clients of the process, counted up with every connection; 0 is left out.
-std::atomic<uint16_t> gConnectionId{0};
-
-void CountConnection() {
-  if (++gConnectionId == 0) ++gConnectionId;
-}
+// Of all clients of the process, counted up with every connection.
+std::atomic<Request> gConnectionId{0};
 
 std::string SocketPath() { return FetchFolder(kFolderScreenIPCSocket); }
 
@@ -190,7 +186,7 @@ bool Cli::Connect(uint32_t timeoutMs) {
   connection_ = std::move(connecting_);
   connected_ = true;
   request_pending_ = false;
-  CountConnection();
+  gConnectionId = NextConnectionId(gConnectionId);
   rcservDebugMsg(1, __FILE__, __LINE__, "Cli: Connected\n");
   return true;
 }

@@ -10,8 +10,9 @@
 
 namespace rcserv::screen_ipc {
 
-// The client's connection identifier, never 0.
+// The client's connection identifier, which is never 0.
 using Request = uint16_t;
+constexpr Request NextConnectionId(Request id) { return id == 0xFFFF ? 1 : static_cast<Request>(id + 1); }
 
 enum ResponseKind : uint32_t { kNewScreen = 0, kUpdate = 1 };
 

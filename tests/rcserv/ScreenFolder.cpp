@@ -1,0 +1,49 @@
+#include "tests/rcserv/ScreenFolder.h"
+
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+
+#include <algorithm>
+
+#include "common/KCFolderManager.h"
+
+namespace test {
+
+ScreenFolderTest::ScreenFolderTest() {
+  folder_.BecomeTmpdir();
+  SetRootFolder(folder_.Path().c_str());
+}
+
+std::vector<std::string> ScreenFolderTest::ScreenFiles() const {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_.Path())) {
+    if (entry.path().filename().string().starts_with("sfb")) names.push_back(entry.path().filename());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+bool RawClient::Connect(const std::string& path) {
+  socket_.Reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const timeval limit = {.tv_sec = 20, .tv_usec = 0};
+  setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  return connect(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+void RawClient::Send(const std::vector<uint8_t>& bytes) const {
+  EXPECT_EQ(send(socket_.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL),
+            static_cast<ssize_t>(bytes.size()));
+}
+
+std::optional<ResponseBytes> RawClient::Receive() const {
+  ResponseBytes bytes;
+  if (recv(socket_.Get(), bytes.data(), bytes.size(), MSG_WAITALL) != static_cast<ssize_t>(bytes.size()))
+    return std::nullopt;
+  return bytes;
+}
+
+}  // namespace test
