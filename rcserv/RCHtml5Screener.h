@@ -1,0 +1,32 @@
+// Owns the thread that serves the screen to the HTML5 viewer.
+#pragma once
+#include <pthread.h>
+
+#include <atomic>
+
+#include "rcserv/RCAbstractScreener.h"
+
+// The worker, with its surface and its socket, lives on the capture thread from its first moment to its last.
+class RCHtml5Screener : public RCAbstractScreener {
+ public:
+  class ScreenWorker;      // RCHtml5ScreenWorker.h
+  class DisplayImageRefs;  // RCHtml5DisplayImages.h
+
+  RCHtml5Screener() = default;
+  ~RCHtml5Screener() override;
+
+  void StartScreening();
+  void StartScreening(unsigned char) override { StartScreening(); }
+  // Waits for the thread: for one request's time-out, about a second, and a capture.
+  void StopScreening() override;
+  [[nodiscard]] bool Screening() const override { return screening_; }
+  // The thread asks the worker again by itself.
+  void SignalScreenChanges() override {}
+
+ private:
+  void ScreenerLoop();
+
+  bool screening_ = false;  // a thread exists
+  std::atomic<bool> running_{false};
+  pthread_t thread_{};
+};
