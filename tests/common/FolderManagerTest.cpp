@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <barrier>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -164,13 +165,6 @@ TEST_F(FolderManagerTest, AFolderThatCannotBeMadeComesBackBareAndIsTriedAgain) {
   EXPECT_EQ(bareSocket, root_ + "/tmp/socket");
 }
 
-TEST_F(FolderManagerTest, WithoutATemporaryFolderOfTheUsersOwnThereIsNoSocketPath) {
-  const FolderRoots roots{root_, true, [] { return std::string(); }};
-  const auto plan = PlanFolder(kFolderScreenIPCSocket, roots);
-  ASSERT_TRUE(plan);
-  EXPECT_EQ(plan->folder, "");
-}
-
 TEST_F(FolderManagerTest, ARootThatIsNoTextChangesNothing) {
   SetRootFolder(nullptr);
   EXPECT_FALSE(isStandALone());
@@ -184,10 +178,12 @@ TEST_F(FolderManagerTest, ThreadsThatAskAtOnceGetTheSameAnswer) {
   SetRootFolder(root_.c_str());
   constexpr size_t kThreads = 8;
   std::vector<std::vector<const void*>> seen(kThreads);
+  std::barrier together(kThreads);
   std::vector<std::thread> threads;
   for (std::vector<const void*>& mine : seen)
-    threads.emplace_back([&mine] {
+    threads.emplace_back([&mine, &together] {
       for (int number = 0; number < kLocations; ++number) {
+        together.arrive_and_wait();
         mine.push_back(FetchFolder(At(number)));
         mine.push_back(FetchFolderRef(At(number)));
       }

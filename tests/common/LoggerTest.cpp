@@ -131,14 +131,6 @@ TEST_F(LoggerTest, APathIsCutAt511Bytes) {
   EXPECT_THAT(Messages(path.substr(0, 511)), ElementsAre("hello"));
 }
 
-TEST_F(LoggerTest, AFileThatCannotBeOpenedDoesNoHarm) {
-  ASLSetLogFile((folder_ / "missing/log").c_str());
-  ASLWriteToStdErr(1);
-  testing::internal::CaptureStderr();
-  ASLLogger(6, 1, true, "hello");
-  EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::EndsWith("hello\n"));
-}
-
 TEST_F(LoggerTest, DescriptorZeroIsTheFailureToOpenTheFile) {
   const test::ChildResult result = test::RunInChild([] {
     close(STDIN_FILENO);

@@ -97,12 +97,12 @@ TEST(ConsoleUserTest, WithoutASeatItIsTheOwnerOfTheDisplaysServer) {
     EXPECT_EQ(answer.name, NameOf(getuid())) << display;
     EXPECT_EQ(answer.uid, getuid()) << display;
   }
-}
+  setenv("DISPLAY", ("localhost" + number).c_str(), 1);
+  EXPECT_EQ(Ask().name, std::nullopt) << "another machine's, for all we can tell";
 
-TEST(ConsoleUserTest, AFrozenServerStillHasAnOwner) {
-  const test::XServer server;
+  setenv("DISPLAY", number.c_str(), 1);
   server.Freeze();
-  EXPECT_EQ(Ask().name, NameOf(getuid()));
+  EXPECT_EQ(Ask().name, NameOf(getuid())) << "it need not answer";
   server.Thaw();
 }
 
@@ -110,8 +110,7 @@ TEST(ConsoleUserTest, NobodyIsThereWithoutALocalDisplay) {
   test::XServer server;
   const std::string gone = server.Display();
   server.Terminate();
-  for (const std::string& display :
-       {std::string(), gone, std::string("localhost:10.0"), std::string("nonsense")}) {
+  for (const std::string& display : {std::string(), gone, std::string("nonsense")}) {
     setenv("DISPLAY", display.c_str(), 1);
     const Answer answer = Ask();
     EXPECT_EQ(answer.name, std::nullopt) << display;

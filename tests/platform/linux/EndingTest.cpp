@@ -5,12 +5,17 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/System.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/WaitFor.h"
 
 namespace {
 
@@ -21,18 +26,39 @@ bool EndingIsReadable() {
 
 void Note(const char* text) { EXPECT_EQ(write(STDERR_FILENO, text, 1), 1); }
 
-TEST(EndingTest, TheHandlersRunOnceWhenManyThreadsAskAtOnce) {
-  for (int round = 0; round < 6; ++round) {
-    const test::ChildResult result = test::RunInChild([] {
-      std::atexit([] { Note("h"); });
-      std::vector<std::thread> threads;
-      for (int status = 1; status <= 4; ++status) threads.emplace_back([status] { platform::Exit(status); });
-      for (std::thread& thread : threads) thread.join();  // never comes back
-    });
-    EXPECT_EQ(result.errors, "h");
-    EXPECT_GE(result.status, 1);
-    EXPECT_LE(result.status, 4);
+// Every thread of the process but the calling one sleeps.
+bool OthersSleep() {
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    if (task.path().filename() == std::to_string(gettid())) continue;
+    std::ifstream file(task.path() / "stat");
+    std::string line;
+    std::getline(file, line);
+    if (line.find(") S ") == std::string::npos) return false;
   }
+  return true;
+}
+
+std::atomic<int> asking = 0;
+
+TEST(EndingTest, OfManyThreadsOneRunsTheHandlersAndTheOthersWait) {
+  constexpr int kThreads = 4;
+  const test::ChildResult result = test::RunInChild([] {
+    std::atexit([] { Note("b"); });
+    std::atexit([] {
+      Note("(");
+      if (test::WaitFor([] { return asking == kThreads && OthersSleep(); })) Note(")");
+    });
+    std::vector<std::thread> threads;
+    for (int status = 1; status <= kThreads; ++status)
+      threads.emplace_back([status] {
+        ++asking;
+        platform::Exit(status);
+      });
+    for (std::thread& thread : threads) thread.join();  // never comes back
+  });
+  EXPECT_EQ(result.errors, "()b");
+  EXPECT_GE(result.status, 1);
+  EXPECT_LE(result.status, kThreads);
 }
 
 TEST(EndingTest, AHandlerThatAsksForTheEndDoesNotKeepTheOthersFromRunning) {

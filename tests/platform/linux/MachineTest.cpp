@@ -45,12 +45,6 @@ TEST(MachineTest, ARootOnTheNetworkIsANetBoot) {
   for (const Row& row : kRows) EXPECT_EQ(platform::NamesNetworkRoot(row.line), row.network) << row.line;
 }
 
-TEST(MachineTest, TheExecutableIsThisOne) {
-  const std::filesystem::path path = platform::ExecutablePath();
-  EXPECT_TRUE(path.is_absolute());
-  EXPECT_EQ(path.filename(), "tests_linux");
-}
-
 TEST(MachineTest, AConsoleLineGoesToStandardError) {
   testing::internal::CaptureStderr();
   platform::ConsoleLog("%d of %s", 3, "four");
