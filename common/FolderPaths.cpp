@@ -66,7 +66,7 @@ std::optional<FolderPlan> PlanFolder(FolderLocations location, const FolderRoots
 }
 
 std::string FinishPath(const FolderPlan& plan) {
-  const std::string path = plan.leaf.empty() ? plan.folder : AppendPathComponent(plan.folder, plan.leaf);
+  std::string path = plan.leaf.empty() ? plan.folder : AppendPathComponent(plan.folder, plan.leaf);
   switch (plan.form) {
     case Form::kEndpoint:
       return "ipc://" + path;

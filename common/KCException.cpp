@@ -16,6 +16,7 @@ KCException::KCException(const KCException& other)
     : std::exception(other), errorCode_(other.errorCode_), errorString_(Retained(other.errorString_)) {}
 
 KCException& KCException::operator=(const KCException& other) {
+  if (this == &other) return *this;
   errorCode_ = other.errorCode_;
   SetErrorString(other.errorString_);
   return *this;

@@ -34,7 +34,6 @@ void DebuggerBreak();
 // The kernel's short name of a process; where the kernel cuts names at 15 characters, up to 16 of the
 // executable's file name. Nothing when there is no such process.
 std::optional<std::string> ProcessShortName(pid_t pid);
-std::optional<pid_t> ProcessParent(pid_t pid);
 // The real user ID.
 std::optional<uid_t> ProcessOwner(pid_t pid);
 

@@ -71,12 +71,6 @@ std::optional<std::string> ProcessShortName(pid_t pid) {
   return executable.starts_with(name) ? executable.substr(0, kShortNameSize) : name;
 }
 
-std::optional<pid_t> ProcessParent(pid_t pid) {
-  const std::optional<long> parent = StatusField(ReadStatus(pid), "PPid");
-  if (!parent) return std::nullopt;
-  return static_cast<pid_t>(*parent);
-}
-
 std::optional<uid_t> ProcessOwner(pid_t pid) {
   const std::optional<long> owner = StatusField(ReadStatus(pid), "Uid");
   if (!owner) return std::nullopt;
