@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -109,8 +110,9 @@ TEST(MutexDeathTest, LockingAnInvalidOneIsAsserted) {
   };
   Invalid mutex;
   EXPECT_FALSE(mutex.Valid());
-  EXPECT_DEATH(mutex.Lock(), "Lock.*impl_.Valid\\(\\)");
-  EXPECT_DEATH(mutex.Unlock(), "Unlock.*impl_.Valid\\(\\)");
+  // Invoked by pointer, where the compiler does not see that the two do not belong together.
+  EXPECT_DEATH(std::invoke(&Mutex::Lock, mutex), "Lock.*impl_.Valid\\(\\)");
+  EXPECT_DEATH(std::invoke(&Mutex::Unlock, mutex), "Unlock.*impl_.Valid\\(\\)");
 }
 
 }  // namespace
