@@ -41,13 +41,13 @@ CGImageRef CaptureShared(Connection& connection, const PixelRect& area, const Ro
   const auto reply = connection.Await<xcb_shm_get_image_reply_t>(xcb_shm_get_image(
       connection.Get(), connection.Root(), static_cast<int16_t>(area.left), static_cast<int16_t>(area.top),
       static_cast<uint16_t>(area.Width()), static_cast<uint16_t>(area.Height()), ~0U,
-      XCB_IMAGE_FORMAT_Z_PIXMAP, segment->ServerId(), 0));
+      XCB_IMAGE_FORMAT_Z_PIXMAP, segment->ServerId(), Segment::kPixelOffset));
   if (!reply) {
     CGImageRelease(segment);
     return nullptr;
   }
   Describe(*segment, area, format);
-  segment->pixels = segment->Memory();
+  segment->pixels = segment->Pixels();
   return segment;
 }
 

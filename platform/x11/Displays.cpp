@@ -20,22 +20,21 @@ struct Monitor {
   PixelRect bounds;
 };
 
-// In the server's order, cut to the root; those outside of it are left out. A server that knows no monitors
-// shows one display as large as the root.
+// In the server's order, cut to the root; those outside of it are left out. A server that does not know of
+// monitors shows one display as large as the root. Nothing when the server is gone.
 std::optional<std::vector<Monitor>> ReadMonitors(Connection& connection) {
   xcb_connection_t* const x = connection.Get();
+  const bool knowsMonitors = connection.Extension(xcb_randr_id) != nullptr;
   const auto geometryCookie = xcb_get_geometry(x, connection.Root());
-  if (connection.Extension(xcb_randr_id) == nullptr) {
-    const auto geometry = connection.Await<xcb_get_geometry_reply_t>(geometryCookie);
-    if (!geometry) return std::nullopt;
-    return std::vector<Monitor>{{0, true, {0, 0, geometry->width, geometry->height}}};
-  }
-  const auto monitorsCookie = xcb_randr_get_monitors(x, connection.Root(), 1);
+  const auto monitorsCookie =
+      knowsMonitors ? xcb_randr_get_monitors(x, connection.Root(), 1) : xcb_randr_get_monitors_cookie_t{};
   const auto geometry = connection.Await<xcb_get_geometry_reply_t>(geometryCookie);
-  const auto monitors = connection.Await<xcb_randr_get_monitors_reply_t>(monitorsCookie);
-  if (!geometry || !monitors) return std::nullopt;
+  const auto monitors =
+      knowsMonitors ? connection.Await<xcb_randr_get_monitors_reply_t>(monitorsCookie) : nullptr;
+  if (!geometry || !connection.Alive()) return std::nullopt;
 
   const PixelRect root{0, 0, geometry->width, geometry->height};
+  if (!monitors) return std::vector<Monitor>{{XCB_ATOM_NONE, true, root}};
   std::vector<Monitor> found;
   for (auto next = xcb_randr_get_monitors_monitors_iterator(monitors.get()); next.rem > 0;
        xcb_randr_monitor_info_next(&next)) {

@@ -18,8 +18,8 @@ namespace {
 
 // More than two displays are rarely captured at a time; what is kept beyond that is memory without use.
 constexpr size_t kMostIdle = 4;
-// 256 x 256 pixels, a usual change.
-constexpr size_t kSmallest = size_t{256} * 256 * 4;
+// For 256 x 256 pixels, a usual change.
+constexpr size_t kSmallest = size_t{256} * 256 * 4 + Segment::kPixelOffset;
 
 // Descriptors can be handed over through a local socket only.
 bool IsLocal(int fd) {
@@ -48,10 +48,11 @@ void Segment::Recycle() {
 }
 
 Segment* SegmentPool::Take(size_t bytes) {
-  std::unique_ptr<Segment> segment = TakeIdle(bytes);
+  const size_t size = bytes + Segment::kPixelOffset;
+  std::unique_ptr<Segment> segment = TakeIdle(size);
   if (!segment) {
     DropSpare();
-    segment = Make(std::bit_ceil(std::max(bytes, kSmallest)));
+    segment = Make(std::bit_ceil(std::max(size, kSmallest)));
   }
   if (!segment) return nullptr;
   segment->references.store(1, std::memory_order_relaxed);

@@ -124,11 +124,15 @@ int Session::OpenError() {
 }
 
 void Session::Lost() {
-  const Locked locked(lock_);
-  if (Over()) return;
-  CutLocked();
+  std::string display;
+  {
+    const Locked locked(lock_);
+    if (Over()) return;
+    CutLocked();
+    display = display_;
+  }
   if (IsEnding()) return;
-  ConsoleLog("the X server of display %s has gone away: the session is over", display_.c_str());
+  ConsoleLog("the X server of display %s has gone away: the session is over", display.c_str());
 }
 
 void Session::WatchEnding() {

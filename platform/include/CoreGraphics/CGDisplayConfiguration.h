@@ -20,10 +20,11 @@ using CGDisplayReconfigurationCallBack = void (*)(CGDirectDisplayID display,
 
 // The callback runs on the window server's thread: once for each display before a change (begin flag), once
 // for each after it (what changed). The pair of function and user data is the registration.
+// kCGErrorIllegalArgument for a null callback, kCGErrorCannotComplete without a window server.
 CGError CGDisplayRegisterReconfigurationCallback(CGDisplayReconfigurationCallBack callback, void* userInfo);
 
 // When it returns the callback does not run and never will again (called from inside the callback: after that
-// call).
+// call). kCGErrorIllegalArgument when there is no such registration.
 CGError CGDisplayRemoveReconfigurationCallback(CGDisplayReconfigurationCallBack callback, void* userInfo);
 
 }  // extern "C"

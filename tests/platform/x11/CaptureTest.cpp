@@ -53,7 +53,7 @@ TEST_P(CaptureOnServer, EveryPixelIsTheOneThatAnotherClientReads) {
   const test::XServer server(GetParam().options);
   test::XClient witness;
   witness.FillNoise(0, 0, 640, 480, 1);
-  witness.Sync();
+  (void)witness.OpenWindow(600, 100, 100, 50, 0x5a5a);
   const CGDirectDisplayID display = CGMainDisplayID();
 
   struct {

@@ -136,6 +136,14 @@ TEST(DisplaysTest, OfMirroredMonitorsOneIsReported) {
   EXPECT_EQ(ActiveDisplays().size(), 1U);
 }
 
+TEST(DisplaysTest, AServerWithoutMonitorsIsOneDisplay) {
+  const test::XServer server({.width = 800, .height = 600, .extra = {"-extension", "RANDR"}});
+  const auto displays = ActiveDisplays();
+  ASSERT_EQ(displays.size(), 1U);
+  ExpectBounds(displays[0], CGRectMake(0, 0, 800, 600));
+  EXPECT_EQ(CGMainDisplayID(), displays[0]);
+}
+
 TEST(DisplaysTest, AMonitorThatComesBackIsTheSameDisplay) {
   const test::XServer server({.width = 800, .height = 600});
   const std::vector<std::string> plugLeft = {"xrandr", "--setmonitor", "Left", "400/1x600/1+0+0", "screen"};

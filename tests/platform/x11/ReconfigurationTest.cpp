@@ -7,6 +7,7 @@
 
 #include "platform/ThreadSafety.h"
 #include "tests/platform/x11/Pictures.h"
+#include "tests/support/VncOutputs.h"
 #include "tests/support/WaitFor.h"
 #include "tests/support/XClient.h"
 #include "tests/support/XServer.h"
@@ -124,6 +125,35 @@ TEST(ReconfigurationTest, VirtualMonitorsComeAndGo) {
   ASSERT_EQ(server.Run({"xrandr", "--delmonitor", "Right"}), 0);
   ASSERT_TRUE(listener.Await(right, kBegin));
   ASSERT_TRUE(listener.Await(right, kRemove | kShape));
+}
+
+TEST(ReconfigurationTest, ARealOutputKeepsItsIdentityOverUnplugAndReplug) {
+  test::VncOutputs outputs;
+  const test::XServer server({.kind = test::XServerOptions::Kind::kXvnc,
+                              .width = 800,
+                              .height = 600,
+                              .extra = outputs.ServerArguments()});
+  Listener listener;
+  ASSERT_EQ(listener.Error(), kCGErrorSuccess);
+  const CGDirectDisplayID first = CGMainDisplayID();
+  const CGDirectDisplayID second = first + 1;
+  for (int round = 0; round < 2; ++round) {
+    SCOPED_TRACE(round);
+    outputs.Set({{0, 0, 800, 600}, {800, 100, 640, 480}});
+    Listener::Heard heard;
+    ASSERT_TRUE(listener.Await(first, kBegin));
+    ASSERT_TRUE(listener.Await(second, kAdd | kShape, &heard));
+    EXPECT_EQ(heard.displays, (std::vector<CGDirectDisplayID>{first, second}));
+    EXPECT_TRUE(CGRectEqualToRect(heard.bounds, CGRectMake(800, 100, 640, 480)));
+    EXPECT_EQ(CGDisplayUnitNumber(second), 1U);
+    EXPECT_EQ(CGImageGetWidth(test::Capture(second, 630, 0, 20, 20).get()), 10U);
+
+    outputs.Set({{0, 0, 800, 600}});
+    ASSERT_TRUE(listener.Await(second, kBegin));
+    ASSERT_TRUE(listener.Await(second, kRemove | kShape, &heard));
+    EXPECT_EQ(heard.displays, std::vector<CGDirectDisplayID>{first});
+    EXPECT_FALSE(test::Capture(second, 0, 0, 20, 20));
+  }
 }
 
 TEST(ReconfigurationTest, AResizedScreenIsReportedAndRedrawnWhole) {
