@@ -16,14 +16,17 @@ void* Count(std::size_t size) {
 
 int64_t test::AllocationsOfThisThread() { return tAllocations; }
 
-void* operator new(std::size_t size) {
+// Weak, because the thread sanitizer brings its own; under it nothing is counted.
+#define REPLACEABLE __attribute__((weak))
+
+REPLACEABLE void* operator new(std::size_t size) {
   if (void* const memory = Count(size)) return memory;
   throw std::bad_alloc();
 }
-void* operator new[](std::size_t size) { return operator new(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Count(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Count(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+REPLACEABLE void* operator new[](std::size_t size) { return operator new(size); }
+REPLACEABLE void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Count(size); }
+REPLACEABLE void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Count(size); }
+REPLACEABLE void operator delete(void* memory) noexcept { std::free(memory); }
+REPLACEABLE void operator delete[](void* memory) noexcept { std::free(memory); }
+REPLACEABLE void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+REPLACEABLE void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }

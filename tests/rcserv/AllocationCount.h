@@ -1,4 +1,4 @@
-// How often the calling thread has asked operator new for memory.
+// How often the calling thread has asked operator new for memory; always 0 under the thread sanitizer.
 #pragma once
 #include <cstdint>
 
