@@ -32,7 +32,7 @@ start_virtual_desktop() {
   background openbox
   background xclock -update 1 -geometry 220x220+1030+30
   background xload -update 1 -geometry 220x160+1030+300
-  background ico -faces -colors 'red green blue yellow' -sleep 0.05 -geometry 300x300+1000+480
+  background ico -faces -sleep 0.05 -geometry 240x240+1030+520 -colors red green blue yellow
   background xterm -geometry 110x30+30+40 -title processes -e top -d 1
   background xeyes -geometry 160x110+30+640
 }
@@ -50,7 +50,7 @@ end_everything() {
 }
 
 install_packages build desktop
-build default
+build default kvobserve kvscreen
 trap end_everything EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM HUP

@@ -32,9 +32,15 @@ install_packages() {
     fail "apt-get could not install:" $missing
 }
 
-# build PRESET: configures and builds the tree of that preset. Says little unless something is wrong.
+# build PRESET [TARGET...]: configures and builds the tree of that preset. With targets, only these, and without the packages
+# that the tests need; otherwise everything.
 build() {
-  local output
-  output=$(cmake --preset "$1" 2>&1) || { printf '%s\n' "$output" >&2; fail "cmake --preset $1 failed"; }
-  cmake --build --preset "$1" || fail "the build of preset $1 failed"
+  local preset=$1 tests=ON output
+  shift
+  [ $# -eq 0 ] || tests=OFF
+  output=$(cmake --preset "$preset" -D OBSERVER_TESTS=$tests 2>&1) || {
+    printf '%s\n' "$output" >&2
+    fail "cmake --preset $preset failed"
+  }
+  cmake --build --preset "$preset" ${1:+--target "$@"} || fail "the build of preset $preset failed"
 }

@@ -1,5 +1,7 @@
 // kvscreen: looks at a desktop through the observer that runs on it. Start reading in main(), at the end.
+#include <unistd.h>
 #include <chrono>
+
 #include <csignal>
 #include <cstdio>
 #include <optional>
@@ -10,6 +12,7 @@
 #include "common/KCFolderManager.h"
 #include "common/KCasl.h"
 #include "common/StCFTypeRef.h"
+#include "platform/System.h"
 #include "tools/Options.h"
 #include "tools/PngFile.h"
 #include "tools/ScreenClient.h"
@@ -46,8 +49,19 @@ bool WaitForObserver(const std::string& endpoint, int seconds) {
   return true;
 }
 
+// The observer makes its screen socket some moments after the view has started. A socket that is there may
+// still be a dead observer's, so this only saves time.
+void WaitForScreenSocket() {
+  const auto deadline = std::chrono::steady_clock::now() + 1s;
+  while (access(FetchFolder(kFolderScreenIPCSocket), F_OK) != 0 &&
+         std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(2ms);
+  }
+}
+
 // The first answer of a connection brings the whole screen.
 bool FetchScreen(ScreenClient& screen) {
+  WaitForScreenSocket();
   for (int i = 0; i < kFirstAnswerTries && !Interrupted(); ++i) {
     if (screen.Ask(kFirstAnswerTimeoutMs) == ScreenClient::Answer::kNewScreen) return true;
   }
@@ -124,7 +138,9 @@ int main(int argc, char** argv) {
   const auto options = tools::ParseOptions(argc, argv);
   if (!options) return static_cast<int>(ExitCode::kUsage);
   CatchInterrupts();
-  ASLSetFilter(0);  // what happens here is told to the person who asked, not to the agent's log
+  // What happens here is told to the person who asked, not to the agent's log.
+  ASLSetFilter(0);
+  platform::EchoConsoleLog(false);
   // A program that is no bundle has its own folder as its bundle's.
   SettleRootFolder(StCFTypeRef<CFURLRef>(CFBundleCopyBundleURL(CFBundleGetMainBundle())));
   return static_cast<int>(Look(*options));

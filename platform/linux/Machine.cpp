@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
@@ -15,6 +16,11 @@
 #include "platform/linux/NetBoot.h"
 
 namespace platform {
+namespace {
+
+std::atomic<bool> gEchoConsoleLog = true;
+
+}  // namespace
 
 bool NamesNetworkRoot(std::string_view kernelCommandLine) {
   // The kernel's own spellings (admin-guide/nfs/nfsroot), those of dracut and of initramfs-tools' and
@@ -57,7 +63,9 @@ void ConsoleLog(const char* format, ...) {
   va_end(arguments);
   if (length < 0) return;
   SendToSystemLog(LogSender(), kNotice, text.data());
-  WriteLogLine(STDERR_FILENO, FormatLogLine(LogSender(), kNotice, text.data()));
+  if (gEchoConsoleLog) WriteLogLine(STDERR_FILENO, FormatLogLine(LogSender(), kNotice, text.data()));
 }
+
+void EchoConsoleLog(bool toStandardError) { gEchoConsoleLog = toStandardError; }
 
 }  // namespace platform

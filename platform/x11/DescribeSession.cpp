@@ -107,7 +107,11 @@ std::string DescribeExtensions(Connection& connection) {
 std::string DescribeServer(const Connection& connection) {
   const xcb_setup_t* const setup = xcb_get_setup(connection.Get());
   const std::string vendor(xcb_setup_vendor(setup), static_cast<size_t>(xcb_setup_vendor_length(setup)));
-  return vendor + " " + std::to_string(setup->release_number);
+  const uint32_t release = setup->release_number;
+  // X.Org's servers put four numbers into the one that the protocol has room for.
+  if (vendor.find("X.Org") == std::string::npos) return vendor + " " + std::to_string(release);
+  return vendor + " " + std::to_string(release / 10'000'000) + "." + std::to_string(release / 100'000 % 100) +
+         "." + std::to_string(release / 1'000 % 100) + "." + std::to_string(release % 1'000);
 }
 
 std::string DescribeMonitors(Connection& connection) {
