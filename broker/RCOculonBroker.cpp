@@ -22,8 +22,6 @@ RCOculonServer::RCOculonServer() : consoleUser_(KCCopyConsoleUser()) {}
 
 bool RCOculonServer::StartBroker() {
   SettleRootFolder(CopyBundleFolder());
-  // The user's own folder is made by the put, the one above it by this lookup.
-  FetchFolder(kFolderPids);
   KCPutPIDForKeyToFileWithConsoleUser(kObserverKey, consoleUser_);
   if (start(FetchFolder(kFolderObserveEndpoint))) return true;
   DeleteOwnPidFile();

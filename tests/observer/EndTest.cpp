@@ -1,0 +1,102 @@
+// How an observer ends, whatever it is doing.
+#include <sys/socket.h>
+
+#include <csignal>
+#include <functional>
+#include <future>
+
+#include "platform/Handles.h"
+#include "platform/System.h"
+#include "tests/observer/ObserverTest.h"
+#include "tests/support/WaitFor.h"
+
+namespace {
+
+class EndTest : public test::ObserverTest {
+ protected:
+  void StartViewAndWait() {
+    StartView();
+    ASSERT_TRUE(test::WaitFor([&] { return Exists(observer_.ScreenSocketPath()); }));
+  }
+
+  // A client of the screen socket that asks again and again and reads nothing.
+  [[nodiscard]] platform::UniqueFd FloodScreenSocket() const {
+    platform::UniqueFd client = ConnectTo(observer_.ScreenSocketPath());
+    const std::string requests(4000, '\1');
+    EXPECT_EQ(send(client.Get(), requests.data(), requests.size(), platform::SendFlags()), 4000);
+    return client;
+  }
+
+  void ExpectCleanEnd(int status) {
+    EXPECT_EQ(observer_.WaitForEnd(), status) << observer_.Log();
+    EXPECT_EQ(FilesLeft(), std::vector<std::string>{});
+  }
+
+  // Ended with the fixture.
+  std::future<void> command_;
+  platform::UniqueFd screenClient_;
+};
+
+TEST_F(EndTest, SigtermEndsItCleanlyWhateverItIsDoing) {
+  const struct {
+    const char* name;
+    std::function<void()> meanwhile;
+    int sessions;
+  } cases[] = {
+      {"idle", [] {}, 0},
+      {"view", [&] { StartViewAndWait(); }, 1},
+      {"view that starts", [&] { StartView(); }, 1},
+      {"view that ends",
+       [&] {
+         StartViewAndWait();
+         command_ = std::async(std::launch::async, [&] { EndView(); });
+       },
+       1},
+      {"screen client that never reads",
+       [&] {
+         StartViewAndWait();
+         screenClient_ = FloodScreenSocket();
+       },
+       1},
+  };
+  int sessions = 0;
+  for (const auto& row : cases) {
+    for (const int signals : {1, 2}) {
+      SCOPED_TRACE(std::string(row.name) + ", signals: " + std::to_string(signals));
+      StartObserver();
+      row.meanwhile();
+      for (int i = 0; i < signals; ++i) observer_.Signal(SIGTERM);
+      ExpectCleanEnd(0);
+      if (command_.valid()) command_.get();
+      sessions += row.sessions;
+      EXPECT_EQ(Logged("OculonHtml5: Stopped."), sessions);
+    }
+  }
+}
+
+TEST_F(EndTest, SigtermDuringTheStartIsNotLost) {
+  observer_.Start();
+  ASSERT_TRUE(test::WaitFor([&] { return RecordedPid() == std::to_string(observer_.Pid()); }));
+  observer_.Signal(SIGTERM);
+  ExpectCleanEnd(0);
+  EXPECT_GE(Logged("OculonApp: SIGTERM."), 1) << observer_.Log();
+}
+
+TEST_F(EndTest, WhenTheXServerIsGoneTheSessionIsOver) {
+  StartObserver();
+  StartViewAndWait();
+  server_.Kill();
+  ExpectCleanEnd(1);
+  EXPECT_EQ(Logged("OculonHtml5: Stopped."), 1) << observer_.Log();
+}
+
+TEST_F(EndTest, AnXServerThatHangsDoesNotHoldUpTheEnd) {
+  StartObserver();
+  StartViewAndWait();
+  server_.Freeze();
+  observer_.Signal(SIGTERM);
+  ExpectCleanEnd(0);
+  server_.Thaw();
+}
+
+}  // namespace
