@@ -85,16 +85,15 @@ bool ScreenEvents::Drain(std::vector<CGRect>& redrawn, bool& monitorsChanged) {
 void ScreenEvents::Read(const void* event, std::vector<CGRect>& redrawn, bool& monitorsChanged) const {
   const auto type =
       static_cast<uint8_t>(static_cast<const xcb_generic_event_t*>(event)->response_type & ~kSentFlag);
-  if (type == XCB_CONFIGURE_NOTIFY) {
-    monitorsChanged = true;
-  } else if (damage_ != 0 && type == damageEvent_) {
+  if (damage_ != 0 && type == damageEvent_) {
     const auto& damage = *static_cast<const xcb_damage_notify_event_t*>(event);
     if (damage.damage != damage_) return;
     redrawn.push_back(CGRectMake(damage.area.x, damage.area.y, damage.area.width, damage.area.height));
-  } else if (randrFirstEvent_ != 0 && type >= randrFirstEvent_ &&
-             type <= randrFirstEvent_ + XCB_RANDR_NOTIFY) {
-    monitorsChanged = true;
+    return;
   }
+  const bool fromRandr =
+      randrFirstEvent_ != 0 && type >= randrFirstEvent_ && type <= randrFirstEvent_ + XCB_RANDR_NOTIFY;
+  if (type == XCB_CONFIGURE_NOTIFY || fromRandr) monitorsChanged = true;
 }
 
 }  // namespace platform::x11

@@ -17,6 +17,10 @@ using test::Image;
 constexpr uint32_t kUntouched = 0xdeadbeef;
 constexpr uint32_t kColours = 0xffffff;
 
+size_t At(int column, int row, int width) {
+  return static_cast<size_t>(row) * static_cast<size_t>(width) + static_cast<size_t>(column);
+}
+
 class BitmapContextTest : public testing::Test {
  protected:
   // A picture of noise, and its pixels from the witness.
@@ -43,18 +47,17 @@ TEST_F(BitmapContextTest, AnImageOfItsOwnSizeIsCopiedUprightFromTheBottomLeft) {
                       {-12, -8}, {3, -8}, {39, 29}, {40, 0}, {0, -9}};
   for (const auto& place : places) {
     SCOPED_TRACE(testing::Message() << "at " << place.x << "," << place.y);
-    std::vector<uint32_t> pixels(width * height, kUntouched);
-    CGContextDrawImage(ContextOver(pixels, width, height).get(), CGRectMake(place.x, place.y, 13, 9),
+    std::vector<uint32_t> pixels(size_t{width} * height, kUntouched);
+    CGContextDrawImage(ContextOver(pixels.data(), width, height).get(), CGRectMake(place.x, place.y, 13, 9),
                        image.get());
     for (int row = 0; row < height; ++row) {
       for (int column = 0; column < width; ++column) {
         const int imageColumn = column - place.x;
         const int imageRow = row - (height - place.y - 9);  // y counts upwards from the bottom
         const bool covered = imageColumn >= 0 && imageColumn < 13 && imageRow >= 0 && imageRow < 9;
-        const uint32_t pixel = pixels[static_cast<size_t>(row * width + column)];
+        const uint32_t pixel = pixels.at(At(column, row, width));
         if (covered) {
-          ASSERT_EQ(pixel & kColours, picture_[static_cast<size_t>(imageRow * 13 + imageColumn)])
-              << column << "," << row;
+          ASSERT_EQ(pixel & kColours, picture_.at(At(imageColumn, imageRow, 13))) << column << "," << row;
         } else {
           ASSERT_EQ(pixel, kUntouched) << column << "," << row;
         }
@@ -83,9 +86,9 @@ TEST_F(BitmapContextTest, ALargerRectangleScales) {
   witness_.Fill(1, 0, 1, 2, 0xff0000);
   witness_.Sync();
   const Image image = test::Capture(CGMainDisplayID(), 0, 0, 2, 2);
-  std::vector<uint32_t> pixels(20 * 20, kUntouched);
-  CGContextDrawImage(ContextOver(pixels, 20, 20).get(), CGRectMake(2, 4, 10, 10), image.get());
-  const auto at = [&pixels](int x, int y) { return pixels[static_cast<size_t>(y * 20 + x)]; };
+  std::vector<uint32_t> pixels(400, kUntouched);
+  CGContextDrawImage(ContextOver(pixels.data(), 20, 20).get(), CGRectMake(2, 4, 10, 10), image.get());
+  const auto at = [&pixels](int x, int y) { return pixels.at(At(x, y, 20)); };
   // The rectangle covers columns 2 to 11 and, counted from the top, rows 6 to 15.
   EXPECT_EQ(at(2, 6) & kColours, 0x0000ffU);
   EXPECT_EQ(at(11, 15) & kColours, 0xff0000U);
@@ -115,18 +118,16 @@ TEST_F(BitmapContextTest, HostileRectanglesTouchNothingOutside) {
                           CGRectZero};
   for (const CGRect& rect : rects) {
     SCOPED_TRACE(testing::Message() << "row " << &rect - rects);
-    std::vector<uint32_t> pixels(64 * 66, kUntouched);
-    const Context context(
-        CGBitmapContextCreate(pixels.data() + 64, 64, 64, 8, 256, CGColorSpaceCreateDeviceRGB(), 0x2006));
-    CGContextDrawImage(context.get(), rect, image.get());
+    std::vector<uint32_t> pixels(size_t{64} * 66, kUntouched);
+    CGContextDrawImage(ContextOver(pixels.data() + 64, 64, 64).get(), rect, image.get());
     for (size_t i = 0; i < 64; ++i) {
       ASSERT_EQ(pixels[i], kUntouched);
-      ASSERT_EQ(pixels[64 * 65 + i], kUntouched);
+      ASSERT_EQ(pixels[size_t{64} * 65 + i], kUntouched);
     }
   }
   CGContextDrawImage(nullptr, CGRectMake(0, 0, 1, 1), image.get());
   std::vector<uint32_t> pixels(4, kUntouched);
-  CGContextDrawImage(ContextOver(pixels, 2, 2).get(), CGRectMake(0, 0, 2, 2), nullptr);
+  CGContextDrawImage(ContextOver(pixels.data(), 2, 2).get(), CGRectMake(0, 0, 2, 2), nullptr);
   EXPECT_EQ(pixels, std::vector<uint32_t>(4, kUntouched));
 }
 
@@ -159,6 +160,7 @@ TEST(BitmapContextLayoutTest, OnlyTheOneLayoutIsTaken) {
                                                 row.space, row.info));
     EXPECT_EQ(context != nullptr, row.taken);
   }
+  CGColorSpaceRelease(rgb);
 }
 
 }  // namespace

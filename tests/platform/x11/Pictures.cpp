@@ -2,10 +2,14 @@
 
 namespace test {
 
-Context ContextOver(std::vector<uint32_t>& pixels, int width, int height) {
-  return Context(CGBitmapContextCreate(pixels.data(), static_cast<size_t>(width), static_cast<size_t>(height),
-                                       8, static_cast<size_t>(width) * 4, CGColorSpaceCreateDeviceRGB(),
-                                       kCGBitmapByteOrder32Little | kCGImageAlphaNoneSkipFirst));
+Context ContextOver(uint32_t* pixels, int width, int height, int rowPixels) {
+  const CGColorSpaceRef space = CGColorSpaceCreateDeviceRGB();
+  const auto rowBytes = static_cast<size_t>(rowPixels == 0 ? width : rowPixels) * sizeof *pixels;
+  Context context(CGBitmapContextCreate(pixels, static_cast<size_t>(width), static_cast<size_t>(height), 8,
+                                        rowBytes, space,
+                                        kCGBitmapByteOrder32Little | kCGImageAlphaNoneSkipFirst));
+  CGColorSpaceRelease(space);
+  return context;
 }
 
 std::vector<uint32_t> PixelsOf(CGImageRef image) {
@@ -13,7 +17,7 @@ std::vector<uint32_t> PixelsOf(CGImageRef image) {
   const auto width = static_cast<int>(CGImageGetWidth(image));
   const auto height = static_cast<int>(CGImageGetHeight(image));
   std::vector<uint32_t> pixels(static_cast<size_t>(width) * static_cast<size_t>(height));
-  CGContextDrawImage(ContextOver(pixels, width, height).get(), CGRectMake(0, 0, width, height), image);
+  CGContextDrawImage(ContextOver(pixels.data(), width, height).get(), CGRectMake(0, 0, width, height), image);
   for (uint32_t& pixel : pixels) pixel &= 0xffffff;
   return pixels;
 }

@@ -18,8 +18,8 @@ struct ReleaseContext {
 };
 using Context = std::unique_ptr<CGContext, ReleaseContext>;
 
-// A drawing context over `pixels`, rows of `width` from the top.
-[[nodiscard]] Context ContextOver(std::vector<uint32_t>& pixels, int width, int height);
+// A drawing context over `pixels`, rows of `rowPixels` (as many as `width` when not given) from the top.
+[[nodiscard]] Context ContextOver(uint32_t* pixels, int width, int height, int rowPixels = 0);
 
 // 0x00RRGGBB, rows from the top; empty for a null image.
 [[nodiscard]] std::vector<uint32_t> PixelsOf(CGImageRef image);
