@@ -62,10 +62,8 @@ Connection::Connection(xcb_connection_t* xcb, int screen) : xcb_(xcb), screen_(S
   segments_ = std::make_shared<SegmentPool>(*this);
 }
 
-Connection::~Connection() {
-  segments_->Close();
-  Session::Instance().Close(xcb_);
-}
+// The server lets go of its side of all segments; images that are still out keep theirs.
+Connection::~Connection() { Session::Instance().Close(xcb_); }
 
 uint32_t Connection::Root() const { return screen_->root; }
 

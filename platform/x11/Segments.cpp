@@ -103,13 +103,7 @@ void SegmentPool::DropSpare() {
 
 void SegmentPool::Return(std::unique_ptr<Segment> segment) {
   const Locked locked(lock_);
-  if (!closed_) idle_.push_back(std::move(segment));
-}
-
-void SegmentPool::Close() {
-  const Locked locked(lock_);
-  closed_ = true;
-  idle_.clear();
+  idle_.push_back(std::move(segment));
 }
 
 }  // namespace platform::x11

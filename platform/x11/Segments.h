@@ -46,7 +46,7 @@ class Segment final : public CGImage {
 
 // Keeps segments for the captures of one connection, so that a steady stream of them allocates nothing.
 //
-// Threads: Take() and Close() on the connection's; a segment comes back on the thread that releases its
+// Threads: Take() on the connection's; a segment comes back on the thread that releases its
 // image.
 class SegmentPool : public std::enable_shared_from_this<SegmentPool> {
  public:
@@ -55,9 +55,6 @@ class SegmentPool : public std::enable_shared_from_this<SegmentPool> {
   // A segment for at least `bytes` of pixels, as an image with one reference; null when the server takes
   // none, which is remembered.
   [[nodiscard]] Segment* Take(size_t bytes) EXCLUDES(lock_);
-
-  // The connection is about to close, and with it the server lets go of all segments.
-  void Close() EXCLUDES(lock_);
 
  private:
   friend class Segment;
@@ -70,7 +67,6 @@ class SegmentPool : public std::enable_shared_from_this<SegmentPool> {
   Connection& connection_;
   bool refused_ = false;
   Lock lock_;
-  bool closed_ GUARDED_BY(lock_) = false;
   std::vector<std::unique_ptr<Segment>> idle_ GUARDED_BY(lock_);
 };
 

@@ -1,11 +1,15 @@
 // Captured pixels against those that a second client reads, on real servers.
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+
+#include <atomic>
 #include <cmath>
 #include <limits>
 #include <thread>
 
 #include "tests/platform/x11/Pictures.h"
+#include "tests/support/WaitFor.h"
 #include "tests/support/XClient.h"
 #include "tests/support/XServer.h"
 
@@ -145,6 +149,29 @@ TEST(CaptureTest, AnImageOutlivesTheThreadAndTheServer) {
   std::thread([&image] { image = Capture(CGMainDisplayID(), 0, 0, 320, 200); }).join();
   server.Kill();
   EXPECT_TRUE(PixelsOf(image.get()) == expected);
+}
+
+TEST(CaptureTest, ACancelledThreadFinishesItsCaptureFirst) {
+  const test::XServer server({.width = 320, .height = 200});
+  struct {
+    std::atomic<bool> ready{false}, frozen{false}, entering{false}, captured{false};
+  } steps;
+  std::thread capturer([&steps] {
+    (void)Capture(CGMainDisplayID(), 0, 0, 32, 32);
+    steps.ready = true;
+    while (!steps.frozen) std::this_thread::yield();
+    steps.entering = true;
+    if (Capture(1, 0, 0, 32, 32)) steps.captured = true;
+    for (;;) pthread_testcancel();
+  });
+  ASSERT_TRUE(test::WaitFor([&steps] { return steps.ready.load(); }));
+  server.Freeze();
+  steps.frozen = true;
+  ASSERT_TRUE(test::WaitFor([&steps] { return steps.entering.load(); }));
+  pthread_cancel(capturer.native_handle());
+  server.Thaw();
+  capturer.join();
+  EXPECT_TRUE(steps.captured);
 }
 
 TEST(CaptureTest, AnotherClientsServerGrabHoldsNothingUp) {

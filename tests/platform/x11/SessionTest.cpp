@@ -5,10 +5,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <thread>
 
 #include "platform/System.h"
+#include "platform/x11/CallScope.h"
 #include "tests/platform/x11/Pictures.h"
 #include "tests/support/WaitFor.h"
 #include "tests/support/XServer.h"
@@ -138,6 +140,23 @@ TEST(SessionTest, TheLossOfTheServerIsSaidOnceAndFailsEveryCall) {
   const size_t first = log.find(line);
   ASSERT_NE(first, std::string::npos) << log;
   EXPECT_EQ(log.find("gone away", first + line.size()), std::string::npos) << log;
+}
+
+TEST(SessionTest, AWriteToALostServerEndsNeitherTheProcessNorLeavesItsSignal) {
+  test::XServer server;
+  const CGDirectDisplayID display = CGMainDisplayID();
+  ASSERT_TRUE(test::Capture(display, 0, 0, 10, 10));
+  std::signal(SIGPIPE, SIG_DFL);
+  server.Kill();
+  {
+    const platform::x11::CallScope scope;
+    raise(SIGPIPE);  // as the kernel does when the server goes away between XCB's look at the socket and its
+                     // write
+    EXPECT_FALSE(test::Capture(display, 0, 0, 10, 10));
+  }
+  sigset_t pending;
+  sigpending(&pending);
+  EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
 }
 
 TEST(SessionTest, AnApplicationWithoutADisplayEndsWithStatus1AndTheReason) {
