@@ -127,19 +127,24 @@ bool RCZmqBrokerServerBase::start(const std::string& endpoint) {
   // The broker thread cannot wait for its own end.
   if (thread_.get_id() == std::this_thread::get_id()) return false;
   stop();
-  Locked locked(mutex_);
-  started_ = false;
-  stopRequested_ = false;
-  endpoint_ = endpoint;
-  try {
-    // With the lock held, so that the thread finds itself in thread_.
-    thread_ = std::thread(&RCZmqBrokerServerBase::process_data_loop, this);
-  } catch (const std::system_error& error) {
-    ASLLogger(ASL_LEVEL_INFO, 1, true, "RCZmqBrokerServerBase: no thread: %s", error.what());
-    return false;
+  bool bound;
+  {
+    Locked locked(mutex_);
+    started_ = false;
+    stopRequested_ = false;
+    endpoint_ = endpoint;
+    try {
+      // With the lock held, so that the thread finds itself in thread_.
+      thread_ = std::thread(&RCZmqBrokerServerBase::process_data_loop, this);
+    } catch (const std::system_error& error) {
+      ASLLogger(ASL_LEVEL_INFO, 1, true, "RCZmqBrokerServerBase: no thread: %s", error.what());
+      return false;
+    }
+    while (!started_) condition_.Wait(mutex_);
+    bound = bound_;
   }
-  while (!started_) condition_.Wait(mutex_);
-  return bound_;
+  if (!bound) thread_.join();
+  return bound;
 }
 
 void RCZmqBrokerServerBase::stop() {
