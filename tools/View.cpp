@@ -26,15 +26,14 @@ bool View::ObserverListens(const std::string& endpoint) {
 bool View::Start(const std::string& endpoint) {
   if (!commands_.start(endpoint)) return false;
   const unsigned char record[kViewStartBytes] = {CMD_VIEW_START_HTML5};
-  long length = kViewStartBytes;
-  // The reply of the observer is empty, so what tells is whether the next request is still accepted.
-  commands_.TransferData(record, length);
-  started_ = true;
+  commands_.TransferData(record, kViewStartBytes);
+  endpoint_ = endpoint;
   return true;
 }
 
 View::~View() {
-  if (!started_) return;
+  // An observer that is gone has no view, and nobody to wait for.
+  if (endpoint_.empty() || !ObserverListens(endpoint_)) return;
   const unsigned char record[sizeof(ViewEndRecord)] = {CMD_VIEW_END};
   commands_.TransferData(record, sizeof record);
 }

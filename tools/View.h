@@ -17,12 +17,12 @@ class View {
   // True when a program listens on the command endpoint, an "ipc://" path.
   [[nodiscard]] static bool ObserverListens(const std::string& endpoint);
 
-  // Sends the view start. False when the endpoint cannot be reached or nobody answers there.
+  // Sends the view start. False when the endpoint is not well-formed.
   [[nodiscard]] bool Start(const std::string& endpoint);
 
  private:
   RCZmqBrokerClientBase commands_;
-  bool started_ = false;
+  std::string endpoint_;  // of a view that was started
 };
 
 }  // namespace tools

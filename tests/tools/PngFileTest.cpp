@@ -1,0 +1,51 @@
+#include "tools/PngFile.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <vector>
+
+#include "tests/support/TemporaryFolder.h"
+#include "tests/tools/Picture.h"
+
+namespace {
+
+TEST(PngFileTest, EveryPixelComesBackFromAPaddedScreen) {
+  constexpr int kWidth = 7, kHeight = 5, kStride = 24;
+  std::vector<std::byte> screen(kStride * kHeight, std::byte{0xAA});
+  std::vector<uint32_t> expected;
+  std::mt19937 random(1);
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      const auto pixel = static_cast<uint16_t>(random() & 0x7FFF);
+      std::memcpy(&screen[static_cast<size_t>(y * kStride + x * 2)], &pixel, sizeof pixel);
+      const uint32_t red = pixel >> 10, green = pixel >> 5 & 31U, blue = pixel & 31U;
+      expected.push_back(test::ThroughFiveBits(red << 19 | green << 11 | blue << 3));
+    }
+  }
+
+  const test::TemporaryFolder folder;
+  ASSERT_EQ(tools::WritePng(folder / "a.png", screen.data(), kWidth, kHeight, kStride), "");
+  const test::Picture picture = test::ReadPng(folder / "a.png");
+  EXPECT_EQ(picture.width, kWidth);
+  EXPECT_EQ(picture.height, kHeight);
+  EXPECT_EQ(picture.pixels, expected);
+}
+
+TEST(PngFileTest, APictureThatCannotBeWrittenLeavesWhatWasThere) {
+  const test::TemporaryFolder folder;
+  const std::byte pixel[2]{};
+  EXPECT_EQ(tools::WritePng(folder / "missing/a.png", pixel, 1, 1, 2), "No such file or directory");
+
+  // A folder cannot be replaced by a file: the last step fails.
+  std::filesystem::create_directories(folder / "taken/inner");
+  EXPECT_NE(tools::WritePng(folder / "taken", pixel, 1, 1, 2), "");
+  EXPECT_TRUE(std::filesystem::exists(folder / "taken/inner"));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1)
+      << "a half file is left";
+}
+
+}  // namespace
