@@ -32,9 +32,19 @@ start_virtual_desktop() {
   background openbox
   background xclock -update 1 -geometry 220x220+1030+30
   background xload -update 1 -geometry 220x160+1030+300
-  background ico -faces -sleep 0.05 -geometry 240x240+1030+520 -colors red green blue yellow
+  background ico -faces -sleep 0.05 -geometry 240x220+1030+540 -colors orange
   background xterm -geometry 110x30+30+40 -title processes -e top -d 1
   background xeyes -geometry 160x110+30+640
+  wait_for_clients 5
+}
+
+# wait_for_clients COUNT: returns when that many programs have a window, or after ten seconds.
+wait_for_clients() {
+  local i
+  for ((i = 0; i < 100; i++)); do
+    [ "$(xlsclients | wc -l)" -lt "$1" ] || return 0
+    sleep 0.1
+  done
 }
 
 end_everything() {
