@@ -133,7 +133,7 @@ TEST_F(RCHtml5ScreenWorkerTest, ASteadyStreamOfUpdatesAllocatesNothing) {
   EXPECT_EQ(test::AllocationsOfThisThread() - before, 0);
 }
 
-TEST_F(RCHtml5ScreenWorkerTest, ADisplayThatCannotBeSeenIsTriedAgainAndAHugeDesktopIsNoCrash) {
+TEST_F(RCHtml5ScreenWorkerTest, WhatCouldNotBeCapturedIsTriedAgainEvenAHugeDesktop) {
   CaptureUntilQuiet();
   changed_.clear();
   EXPECT_FALSE(
