@@ -8,4 +8,6 @@ CGColorSpaceRef CGColorSpaceCreateDeviceRGB() {
   return &deviceRgb;
 }
 
+CGColorSpaceRef CGColorSpaceRetain(CGColorSpaceRef space) { return space; }
+
 void CGColorSpaceRelease(CGColorSpaceRef) {}

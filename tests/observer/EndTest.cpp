@@ -94,6 +94,9 @@ TEST_F(EndTest, AnXServerThatHangsDoesNotHoldUpTheEnd) {
   StartObserver();
   StartViewAndWait();
   server_.Freeze();
+  // The capture thread waits for the server, the broker thread for the capture thread.
+  screenClient_ = FloodScreenSocket();
+  command_ = std::async(std::launch::async, [&] { EndView(); });
   observer_.Signal(SIGTERM);
   ExpectCleanEnd(0);
   server_.Thaw();
