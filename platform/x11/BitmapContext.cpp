@@ -3,7 +3,6 @@
 #include <pixman.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -16,7 +15,6 @@ using platform::x11::PixelRect;
 using platform::x11::PixelsWithin;
 
 struct CGContext {
-  std::atomic<uint32_t> references{1};
   std::byte* data = nullptr;
   int width = 0;
   int height = 0;
@@ -132,14 +130,7 @@ CGContextRef CGBitmapContextCreate(void* data, size_t width, size_t height, size
   return context;
 }
 
-CGContextRef CGContextRetain(CGContextRef context) {
-  if (context != nullptr) context->references.fetch_add(1, std::memory_order_relaxed);
-  return context;
-}
-
-void CGContextRelease(CGContextRef context) {
-  if (context != nullptr && context->references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete context;
-}
+void CGContextRelease(CGContextRef context) { delete context; }
 
 void CGContextDrawImage(CGContextRef context, CGRect rect, CGImageRef image) {
   if (context == nullptr || image == nullptr || !IsFinite(rect) || CGRectIsEmpty(rect)) return;

@@ -8,6 +8,4 @@ CGColorSpaceRef CGColorSpaceCreateDeviceRGB() {
   return &deviceRgb;
 }
 
-CGColorSpaceRef CGColorSpaceRetain(CGColorSpaceRef space) { return space; }
-
 void CGColorSpaceRelease(CGColorSpaceRef) {}

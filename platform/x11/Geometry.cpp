@@ -28,24 +28,10 @@ bool CGRectIsEmpty(CGRect rect) {
   return CGRectIsNull(rect) || rect.size.width == 0 || rect.size.height == 0;
 }
 
-CGRect CGRectStandardize(CGRect rect) {
-  if (CGRectIsNull(rect)) return CGRectNull;
-  return CGRectMake(CGRectGetMinX(rect), CGRectGetMinY(rect), CGRectGetWidth(rect), CGRectGetHeight(rect));
-}
-
 bool CGRectEqualToRect(CGRect a, CGRect b) {
   if (CGRectIsNull(a) || CGRectIsNull(b)) return CGRectIsNull(a) && CGRectIsNull(b);
-  const CGRect first = CGRectStandardize(a);
-  const CGRect second = CGRectStandardize(b);
-  return first.origin.x == second.origin.x && first.origin.y == second.origin.y &&
-         first.size.width == second.size.width && first.size.height == second.size.height;
-}
-
-CGRect CGRectIntegral(CGRect rect) {
-  if (CGRectIsNull(rect)) return CGRectNull;
-  const double left = std::floor(CGRectGetMinX(rect));
-  const double top = std::floor(CGRectGetMinY(rect));
-  return CGRectMake(left, top, std::ceil(CGRectGetMaxX(rect)) - left, std::ceil(CGRectGetMaxY(rect)) - top);
+  return CGRectGetMinX(a) == CGRectGetMinX(b) && CGRectGetMinY(a) == CGRectGetMinY(b) &&
+         CGRectGetWidth(a) == CGRectGetWidth(b) && CGRectGetHeight(a) == CGRectGetHeight(b);
 }
 
 CGRect CGRectIntersection(CGRect a, CGRect b) {

@@ -55,7 +55,6 @@ Segment* SegmentPool::Take(size_t bytes) {
     segment = Make(std::bit_ceil(std::max(size, kSmallest)));
   }
   if (!segment) return nullptr;
-  segment->references.store(1, std::memory_order_relaxed);
   segment->pool_ = shared_from_this();
   return segment.release();
 }

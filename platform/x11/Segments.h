@@ -52,7 +52,7 @@ class SegmentPool : public std::enable_shared_from_this<SegmentPool> {
  public:
   explicit SegmentPool(Connection& connection) : connection_(connection) {}
 
-  // A segment for at least `bytes` of pixels, as an image with one reference; null when the server takes
+  // A segment for at least `bytes` of pixels; null when the server takes
   // none, which is remembered.
   [[nodiscard]] Segment* Take(size_t bytes) EXCLUDES(lock_);
 

@@ -14,7 +14,6 @@ using CGContextRef = struct CGContext*;
 // * width. Null for any other, and for an empty size.
 CGContextRef CGBitmapContextCreate(void* data, size_t width, size_t height, size_t bitsPerComponent,
                                    size_t bytesPerRow, CGColorSpaceRef space, CGBitmapInfo bitmapInfo);
-CGContextRef CGContextRetain(CGContextRef context);
 void CGContextRelease(CGContextRef context);  // null is allowed
 
 // Draws the image upright into `rect` (user space), scaled when the sizes differ, clipped to the bitmap.

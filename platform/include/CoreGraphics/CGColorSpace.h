@@ -6,7 +6,6 @@ extern "C" {
 using CGColorSpaceRef = struct CGColorSpace*;
 
 CGColorSpaceRef CGColorSpaceCreateDeviceRGB();
-CGColorSpaceRef CGColorSpaceRetain(CGColorSpaceRef space);
 void CGColorSpaceRelease(CGColorSpaceRef space);  // null is allowed
 
 }  // extern "C"

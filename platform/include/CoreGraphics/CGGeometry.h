@@ -33,17 +33,11 @@ CGFloat CGRectGetHeight(CGRect rect);
 bool CGRectIsEmpty(CGRect rect);
 bool CGRectIsNull(CGRect rect);
 bool CGRectEqualToRect(CGRect a, CGRect b);
-CGRect CGRectStandardize(CGRect rect);
-
-// The smallest rectangle of whole coordinates around `rect`.
-CGRect CGRectIntegral(CGRect rect);
 CGRect CGRectIntersection(CGRect a, CGRect b);
 bool CGRectIntersectsRect(CGRect a, CGRect b);
 
 }  // extern "C"
 
-inline constexpr CGPoint CGPointMake(CGFloat x, CGFloat y) { return {x, y}; }
-inline constexpr CGSize CGSizeMake(CGFloat width, CGFloat height) { return {width, height}; }
 inline constexpr CGRect CGRectMake(CGFloat x, CGFloat y, CGFloat width, CGFloat height) {
   return {{x, y}, {width, height}};
 }

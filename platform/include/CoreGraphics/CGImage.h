@@ -20,7 +20,6 @@ extern "C" {
 
 using CGImageRef = struct CGImage*;
 
-CGImageRef CGImageRetain(CGImageRef image);
 void CGImageRelease(CGImageRef image);     // null is allowed
 size_t CGImageGetWidth(CGImageRef image);  // 0 for null
 size_t CGImageGetHeight(CGImageRef image);

@@ -15,7 +15,6 @@ TEST(GeometryTest, ANegativeSizeMeasuresFromTheOtherSide) {
   EXPECT_EQ(CGRectGetWidth(rect), 4);
   EXPECT_EQ(CGRectGetHeight(rect), 6);
   EXPECT_TRUE(CGRectEqualToRect(rect, CGRectMake(6, 14, 4, 6)));
-  EXPECT_EQ(CGRectStandardize(rect).size.width, 4);
 }
 
 TEST(GeometryTest, Intersections) {
@@ -36,12 +35,6 @@ TEST(GeometryTest, Intersections) {
     EXPECT_TRUE(CGRectEqualToRect(result, row.expected)) << result.origin.x << " " << result.size.width;
     EXPECT_EQ(CGRectIntersectsRect(row.a, row.b), !CGRectIsNull(row.expected));
   }
-}
-
-TEST(GeometryTest, IntegralGrowsToWholeCoordinates) {
-  EXPECT_TRUE(CGRectEqualToRect(CGRectIntegral(CGRectMake(0.5, -0.5, 1, 1)), CGRectMake(0, -1, 2, 2)));
-  EXPECT_TRUE(CGRectEqualToRect(CGRectIntegral(CGRectMake(3, 4, 5, 6)), CGRectMake(3, 4, 5, 6)));
-  EXPECT_TRUE(CGRectIsNull(CGRectIntegral(CGRectNull)));
 }
 
 TEST(GeometryTest, EmptyAndNullAreNotTheSame) {
