@@ -81,7 +81,8 @@ HostTimebase GetHostTimebase();
 
 // One line to the system log and to standard error, as the platform's console logging does it.
 void ConsoleLog(const char* format, ...) __attribute__((format(printf, 1, 2)));
-// For a program whose standard error belongs to the person who runs it: false keeps the lines to the system log.
+// For a program whose standard error belongs to the person who runs it: false keeps the lines to the system
+// log.
 void EchoConsoleLog(bool toStandardError);
 
 // ---- the session

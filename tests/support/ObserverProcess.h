@@ -12,7 +12,7 @@
 
 namespace test {
 
-// Lays out FOLDER/root/bin/kvobserve.app and FOLDER/tmp, and names the latter in TMPDIR, also of this
+// Lays out FOLDER/agent/bin/kvobserve.app and FOLDER/tmp, and names the latter in TMPDIR, also of this
 // process, so that clients in it meet the observer. Does not start it.
 class ObserverProcess {
  public:
@@ -34,7 +34,7 @@ class ObserverProcess {
   [[nodiscard]] std::optional<int> WaitForEnd(std::chrono::milliseconds limit = std::chrono::seconds(20));
 
   [[nodiscard]] pid_t Pid() const { return pid_; }
-  [[nodiscard]] std::string Root() const { return folder_ / "root"; }
+  [[nodiscard]] std::string Root() const { return folder_ / "agent"; }
   [[nodiscard]] std::string Temporary() const { return folder_ / "tmp"; }
   [[nodiscard]] std::string Executable() const;
   [[nodiscard]] std::string EndpointPath() const { return Temporary() + "/observe"; }
