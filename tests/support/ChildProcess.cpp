@@ -49,7 +49,7 @@ std::string KernelName(pid_t pid) {
 
 int WaitForChild(pid_t pid) {
   int status = 0;
-  if (waitpid(pid, &status, 0) != pid) throw std::runtime_error("cannot wait for a child");
+  if (pid <= 0 || waitpid(pid, &status, 0) != pid) throw std::runtime_error("cannot wait for a child");
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
@@ -111,7 +111,8 @@ int WaitingProgram::Wait() {
 }
 
 int WaitingProgram::End() {
-  kill(pid_, SIGKILL);
+  // Numbers below 1 would reach whole groups of processes; Wait() then tells that there is no child.
+  if (pid_ > 0) kill(pid_, SIGKILL);
   return Wait();
 }
 

@@ -8,8 +8,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include "platform/Handles.h"
@@ -78,9 +76,6 @@ std::optional<int> ObserverProcess::WaitForEnd(std::chrono::milliseconds limit) 
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-std::string ObserverProcess::Log() const {
-  std::ifstream file(Root() + "/Korvane.log");
-  return {std::istreambuf_iterator<char>(file), {}};
-}
+std::string ObserverProcess::Log() const { return FileText(Root() + "/Korvane.log"); }
 
 }  // namespace test

@@ -1,5 +1,7 @@
-// A folder of a test's own, removed with everything in it.
+// A folder of a test's own, removed with everything in it; what its files hold and who may use them.
 #pragma once
+#include <sys/types.h>
+
 #include <filesystem>
 #include <string>
 
@@ -22,5 +24,10 @@ class TemporaryFolder {
  private:
   std::filesystem::path path_;
 };
+
+// All of a file; empty when there is none.
+[[nodiscard]] std::string FileText(const std::string& path);
+// The lower twelve bits of its mode. Throws std::runtime_error when there is no such file.
+[[nodiscard]] mode_t FilePermissions(const std::string& path);
 
 }  // namespace test
