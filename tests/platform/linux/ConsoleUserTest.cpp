@@ -18,110 +18,76 @@ namespace {
 // The session that is active on the machine's seat, as the replaced functions below tell it.
 struct Seat {
   std::optional<uid_t> user;
-  const char* sessionClass = "user";
+  const char* sessionClass = nullptr;  // null: it ended meanwhile
 };
-Seat& TheSeat() {
-  static Seat seat;
-  return seat;
-}
+Seat seat;
 
 }  // namespace
 
 extern "C" {
-int sd_seat_get_active(const char* seat, char** session, uid_t* uid) {
-  EXPECT_STREQ(seat, "seat0");
-  if (!TheSeat().user) return -ENXIO;
+int sd_seat_get_active(const char*, char** session, uid_t* uid) {
+  if (!seat.user) return -ENXIO;
   *session = strdup("c1");
-  *uid = *TheSeat().user;
+  *uid = *seat.user;
   return 0;
 }
-int sd_session_get_class(const char* session, char** sessionClass) {
-  EXPECT_STREQ(session, "c1");
-  if (TheSeat().sessionClass == nullptr) return -ENXIO;  // it ended meanwhile
-  *sessionClass = strdup(TheSeat().sessionClass);
+int sd_session_get_class(const char*, char** sessionClass) {
+  if (seat.sessionClass == nullptr) return -ENXIO;
+  *sessionClass = strdup(seat.sessionClass);
   return 0;
 }
 }
 
 namespace {
 
-constexpr uid_t kDaemon = 1;  // an account that every system has
-
-std::string NameOf(uid_t uid) {
-  const passwd* account = getpwuid(uid);
-  return account != nullptr ? account->pw_name : "";
-}
-
-struct Answer {
-  std::optional<std::string> name;
+// Name, user and group in one line; "nobody" when there is no answer and the numbers are as they were.
+std::string Ask() {
   uid_t uid = 4711;
   gid_t gid = 4711;
-};
-
-Answer Ask() {
-  Answer answer;
-  const CFStringRef name = SCDynamicStoreCopyConsoleUser(nullptr, &answer.uid, &answer.gid);
-  if (name == nullptr) return answer;
-  char text[256];
+  const CFStringRef name = SCDynamicStoreCopyConsoleUser(nullptr, &uid, &gid);
+  if (name == nullptr) return uid == 4711 && gid == 4711 ? "nobody" : "numbers without a name";
+  char text[256] = {};
   EXPECT_TRUE(CFStringGetCString(name, text, sizeof text, kCFStringEncodingUTF8));
   CFRelease(name);
-  answer.name = text;
-  return answer;
+  return std::string(text) + " " + std::to_string(uid) + " " + std::to_string(gid);
 }
 
 TEST(ConsoleUserTest, TheSeatsActiveUserComesFirst) {
   setenv("DISPLAY", ":0", 1);
-  for (const char* sessionClass : {"user", static_cast<const char*>(nullptr)}) {
-    TheSeat() = {kDaemon, sessionClass};
-    const Answer answer = Ask();
-    EXPECT_EQ(answer.name, NameOf(kDaemon));
-    EXPECT_EQ(answer.uid, kDaemon);
-    EXPECT_EQ(answer.gid, getpwuid(kDaemon)->pw_gid);
+  constexpr uid_t kDaemon = 1;  // an account that every system has, and its group
+  const struct {
+    Seat active;
+    const char* answer;
+  } rows[] = {
+      {{kDaemon, "user"}, "daemon 1 1"},
+      {{kDaemon, nullptr}, "daemon 1 1"},
+      {{kDaemon, "greeter"}, "loginwindow 1 1"},
+      {{3'999'999'999U, "user"}, "nobody"},  // without an account
+  };
+  for (const auto& row : rows) {
+    seat = row.active;
+    EXPECT_EQ(Ask(), row.answer) << (row.active.sessionClass != nullptr ? row.active.sessionClass : "ended");
   }
 }
 
-TEST(ConsoleUserTest, AGreeterIsTheLoginWindow) {
-  TheSeat() = {kDaemon, "greeter"};
-  EXPECT_EQ(Ask().name, "loginwindow");
-  const CFStringRef name = SCDynamicStoreCopyConsoleUser(nullptr, nullptr, nullptr);
-  ASSERT_NE(name, nullptr);
-  CFRelease(name);
-}
-
-TEST(ConsoleUserTest, WithoutASeatItIsTheOwnerOfTheDisplaysServer) {
-  const test::XServer server;
-  const std::string number = server.Display();  // ":7"
-  for (const std::string& display : {number, number + ".0", "unix" + number}) {
-    setenv("DISPLAY", display.c_str(), 1);
-    const Answer answer = Ask();
-    EXPECT_EQ(answer.name, NameOf(getuid())) << display;
-    EXPECT_EQ(answer.uid, getuid()) << display;
-  }
-  setenv("DISPLAY", ("localhost" + number).c_str(), 1);
-  EXPECT_EQ(Ask().name, std::nullopt) << "another machine's, for all we can tell";
-
-  setenv("DISPLAY", number.c_str(), 1);
-  server.Freeze();
-  EXPECT_EQ(Ask().name, NameOf(getuid())) << "it need not answer";
-  server.Thaw();
-}
-
-TEST(ConsoleUserTest, NobodyIsThereWithoutALocalDisplay) {
+TEST(ConsoleUserTest, WithoutASeatItIsTheOwnerOfTheLocalDisplaysServer) {
+  const passwd* account = getpwuid(getuid());
+  const std::string owner =
+      account->pw_name + (" " + std::to_string(getuid())) + " " + std::to_string(account->pw_gid);
   test::XServer server;
-  const std::string gone = server.Display();
-  server.Terminate();
-  for (const std::string& display : {std::string(), gone, std::string("nonsense")}) {
+  const std::string number = server.Display();  // ":7"
+  const auto expect = [](const std::string& display, const std::string& answer) {
     setenv("DISPLAY", display.c_str(), 1);
-    const Answer answer = Ask();
-    EXPECT_EQ(answer.name, std::nullopt) << display;
-    EXPECT_EQ(answer.uid, 4711U) << display;
-    EXPECT_EQ(answer.gid, 4711U) << display;
-  }
-}
-
-TEST(ConsoleUserTest, AUserWithoutAnAccountIsNobody) {
-  TheSeat() = {3'999'999'999U, "user"};
-  EXPECT_EQ(Ask().name, std::nullopt);
+    EXPECT_EQ(Ask(), answer) << display;
+  };
+  for (const std::string& display : {number + ".0", "unix" + number}) expect(display, owner);
+  for (const std::string& display : {"localhost" + number, std::string(), std::string("nonsense")})
+    expect(display, "nobody");
+  server.Freeze();  // it need not answer
+  expect(number, owner);
+  server.Thaw();
+  server.Terminate();
+  expect(number, "nobody");
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "platform/Handles.h"
 #include "platform/System.h"
 #include "platform/linux/PrivateFolder.h"
+#include "tests/support/StandardError.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
@@ -19,121 +20,77 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(FilesTest, TheTemporaryFolderComesFromTheEnvironment) {
-  struct Row {
+  const std::string own = "/tmp/korvane-" + std::to_string(geteuid()) + "/";
+  const bool wasThere = fs::exists(own);
+  const struct {
     const char* tmpdir;
     const char* runtime;
-    const char* folder;
-  };
-  constexpr Row kRows[] = {
+    std::string folder;
+  } rows[] = {
       {"/a/b", "/run/user/7", "/a/b/"},
       {"/a/b/", "/run/user/7", "/a/b/"},
       {"", "/run/user/7", "/run/user/7/"},
-      {nullptr, "/run/user/7/", "/run/user/7/"},
+      {"", "", own},
   };
-  for (const Row& row : kRows) {
-    row.tmpdir != nullptr ? setenv("TMPDIR", row.tmpdir, 1) : unsetenv("TMPDIR");
+  for (const auto& row : rows) {
+    setenv("TMPDIR", row.tmpdir, 1);
     setenv("XDG_RUNTIME_DIR", row.runtime, 1);
     EXPECT_EQ(platform::UserTemporaryFolder(), row.folder);
   }
+  EXPECT_EQ(test::FilePermissions(own), 0700U);
+  if (!wasThere) rmdir(own.c_str());
 }
 
-TEST(FilesTest, WithoutAnEnvironmentTheFolderIsTheUsersOwn) {
-  unsetenv("TMPDIR");
-  setenv("XDG_RUNTIME_DIR", "", 1);
-  const std::string expected = "/tmp/korvane-" + std::to_string(geteuid()) + "/";
-  const bool wasThere = fs::exists(expected);
-  EXPECT_EQ(platform::UserTemporaryFolder(), expected);
-  struct stat found {};
-  ASSERT_EQ(stat(expected.c_str(), &found), 0);
-  EXPECT_EQ(found.st_mode & 07777, static_cast<mode_t>(S_IRWXU));
-  EXPECT_EQ(found.st_uid, geteuid());
-  if (!wasThere) rmdir(expected.c_str());
-}
-
-class PrivateFolderTest : public testing::Test {
- protected:
-  // Claims the folder and returns what was said about it; empty when it was taken.
-  std::string Refusal() const {
-    testing::internal::CaptureStderr();
-    const bool claimed = platform::ClaimPrivateFolder(path_);
-    const std::string said = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(claimed, said.empty()) << said;
-    return said;
-  }
-
-  const test::TemporaryFolder folder_;
-  const std::string path_ = folder_ / "own";
-};
-
-TEST_F(PrivateFolderTest, IsMadeForItsUserAloneAndTakenAgain) {
-  EXPECT_EQ(Refusal(), "");
-  struct stat found {};
-  ASSERT_EQ(stat(path_.c_str(), &found), 0);
-  EXPECT_EQ(found.st_mode & 07777, static_cast<mode_t>(S_IRWXU));
-  EXPECT_EQ(Refusal(), "");
-}
-
-TEST_F(PrivateFolderTest, OpenToOthersIsRefused) {
-  ASSERT_EQ(mkdir(path_.c_str(), S_IRWXU), 0);
+TEST(FilesTest, APrivateFolderIsItsUsersAlone) {
+  const test::TemporaryFolder folder;
+  std::string path = folder / "own";
+  const auto claim = [&] { return platform::ClaimPrivateFolder(path); };
+  EXPECT_EQ(test::StandardErrorOf([&] { EXPECT_TRUE(claim()) << "made"; }), "");
+  EXPECT_EQ(test::FilePermissions(path), 0700U);
+  EXPECT_TRUE(claim()) << "taken again";
+  const auto expectRefused = [&](const std::string& why) {
+    const std::string said = test::StandardErrorOf([&] { EXPECT_FALSE(claim()) << why; });
+    EXPECT_NE(said.find(path), std::string::npos) << why;
+  };
   for (const mode_t mode : {0710U, 0740U, 0702U, 01777U}) {
-    ASSERT_EQ(chmod(path_.c_str(), mode), 0);
-    EXPECT_NE(Refusal(), "") << std::oct << mode;
+    ASSERT_EQ(chmod(path.c_str(), mode), 0);
+    expectRefused("open to others: " + std::to_string(mode));
   }
-}
-
-TEST_F(PrivateFolderTest, AFileOrALinkInItsPlaceIsRefused) {
-  std::ofstream{path_};
-  EXPECT_NE(Refusal(), "");
-  fs::remove(path_);
-  fs::create_directory(folder_ / "elsewhere");
-  ASSERT_EQ(chmod((folder_ / "elsewhere").c_str(), S_IRWXU), 0);
-  fs::create_directory_symlink(folder_ / "elsewhere", path_);
-  EXPECT_NE(Refusal(), "");
-}
-
-TEST_F(PrivateFolderTest, SomeoneElsesIsRefused) {
+  ASSERT_EQ(chmod(path.c_str(), S_IRWXU), 0);
+  fs::rename(path, folder / "elsewhere");
+  fs::create_directory_symlink(folder / "elsewhere", path);
+  expectRefused("a link");
+  fs::remove(path);
+  std::ofstream{path};
+  expectRefused("a file");
   // Root can give a folder away; for everybody else root's own is someone else's.
-  const std::string foreign = geteuid() == 0 ? path_ : "/root";
-  if (geteuid() == 0) {
-    constexpr uid_t kNobody = 65534;
-    ASSERT_EQ(mkdir(path_.c_str(), S_IRWXU), 0);
-    ASSERT_EQ(chown(path_.c_str(), kNobody, kNobody), 0);
-  }
-  testing::internal::CaptureStderr();
-  EXPECT_FALSE(platform::ClaimPrivateFolder(foreign));
-  EXPECT_NE(testing::internal::GetCapturedStderr().find(foreign), std::string::npos);
+  constexpr uid_t kNobody = 65534;
+  path = chown(folder.Path().c_str(), kNobody, kNobody) == 0 ? folder.Path() : "/root";
+  expectRefused("someone else's");
 }
 
 TEST(FilesTest, MissingFoldersAreMade) {
   const test::TemporaryFolder folder;
   std::ofstream{folder / "file"};
-  struct Row {
-    std::string path;
-    bool made;
-  };
-  const Row rows[] = {
+  const std::pair<std::string, bool> rows[] = {
       {folder / "a/b/c", true}, {folder / "a/b/c", true},   {folder / "d/e/", true},
       {folder / "file", false}, {folder / "file/f", false}, {"", false},
   };
-  for (const Row& row : rows) {
-    EXPECT_EQ(platform::CreateFolders(row.path), row.made) << row.path;
-    EXPECT_EQ(!row.path.empty() && fs::is_directory(row.path), row.made) << row.path;
+  for (const auto& [path, made] : rows) {
+    EXPECT_EQ(platform::CreateFolders(path), made) << path;
+    EXPECT_EQ(fs::is_directory(path), made) << path;
   }
 }
 
 TEST(FilesTest, ReservedBlocksAreThere) {
   const test::TemporaryFolder folder;
-  const std::string path = folder / "blocks";
   constexpr int64_t kLength = 1'000'000;
-  const platform::UniqueFd file(open(path.c_str(), O_RDWR | O_CREAT, S_IRUSR | S_IWUSR));
+  const platform::UniqueFd file(open((folder / "blocks").c_str(), O_RDWR | O_CREAT, S_IRUSR | S_IWUSR));
   ASSERT_EQ(platform::ReserveFileBlocks(file.Get(), kLength), 0);
   struct stat found {};
   ASSERT_EQ(fstat(file.Get(), &found), 0);
   EXPECT_EQ(found.st_size, kLength);
   EXPECT_GE(found.st_blocks * 512, kLength);
-
-  const platform::UniqueFd readOnly(open(path.c_str(), O_RDONLY));
-  EXPECT_EQ(platform::ReserveFileBlocks(readOnly.Get(), kLength), EBADF);
   EXPECT_EQ(platform::ReserveFileBlocks(file.Get(), -1), EINVAL);
 }
 

@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <future>
 #include <thread>
 
 #include "platform/System.h"
@@ -17,64 +16,36 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(ProcessTableTest, TheShortNameHasUpToSixteenCharacters) {
-  struct Row {
-    const char* file;
-    const char* shortName;
-  };
-  constexpr Row kRows[] = {
-      {"kvd", "kvd"},
+  const test::TemporaryFolder folder;
+  const std::string script = folder / "a-script-with-a-long-name";
+  std::ofstream(script) << "#!/bin/sh\nread line\n";
+  ASSERT_EQ(chmod(script.c_str(), S_IRWXU), 0);
+  const std::pair<const char*, const char*> rows[] = {
       {"kv pids) 1", "kv pids) 1"},
-      {"abcdefghijklmno", "abcdefghijklmno"},        // 15: fills the kernel's name
-      {"abcdefghijklmnop", "abcdefghijklmnop"},      // 16
-      {"abcdefghijklmnopqrstu", "abcdefghijklmnop"}  // more
-  };
-  const test::TemporaryFolder folder;
-  for (const Row& row : kRows) {
-    const std::string path = folder / row.file;
-    fs::copy_file("/bin/cat", path);
+      {"abcdefghijklmno", "abcdefghijklmno"},             // 15: fills the kernel's name
+      {"abcdefghijklmnopqrstu", "abcdefghijklmnop"},      // more
+      {"a-script-with-a-long-name", "a-script-with-a"}};  // not its interpreter's
+  for (const auto& [file, shortName] : rows) {
+    const std::string path = folder / file;
+    fs::copy_file("/bin/cat", path, fs::copy_options::skip_existing);
     const test::WaitingProgram program({path});
-    EXPECT_EQ(platform::ProcessShortName(program.Pid()), row.shortName) << row.file;
+    EXPECT_EQ(platform::ProcessShortName(program.Pid()), shortName) << file;
+    EXPECT_EQ(platform::ProcessOwner(program.Pid()), getuid()) << file;
     fs::remove(path);
-    EXPECT_EQ(platform::ProcessShortName(program.Pid()), row.shortName) << row.file << ", removed meanwhile";
+    EXPECT_EQ(platform::ProcessShortName(program.Pid()), shortName) << file << ", removed meanwhile";
   }
-}
-
-TEST(ProcessTableTest, AScriptIsNotNamedAfterItsInterpreter) {
-  const test::TemporaryFolder folder;
-  const std::string path = folder / "a-script-with-a-long-name";
-  std::ofstream(path) << "#!/bin/sh\nread line\n";
-  ASSERT_EQ(chmod(path.c_str(), S_IRWXU), 0);
-  const test::WaitingProgram program({path});
-  EXPECT_EQ(platform::ProcessShortName(program.Pid()), "a-script-with-a");
-}
-
-TEST(ProcessTableTest, ThisProcessHasItsOwnerAndName) {
-  EXPECT_EQ(platform::ProcessOwner(getpid()), getuid());
-  EXPECT_EQ(platform::ProcessShortName(getpid()), "tests_linux");
-}
-
-void ExpectNoProcess(pid_t pid) {
-  EXPECT_EQ(platform::ProcessShortName(pid), std::nullopt) << pid;
-  EXPECT_EQ(platform::ProcessOwner(pid), std::nullopt) << pid;
 }
 
 TEST(ProcessTableTest, NumbersOfNoProcessGiveNothing) {
   test::WaitingProgram program({"/bin/cat"});
   const pid_t ended = program.Pid();
   program.End();
-  for (const pid_t pid : {ended, 0, -1, -getpid()}) ExpectNoProcess(pid);
-}
-
-TEST(ProcessTableTest, AThreadIsNoProcess) {
-  std::promise<pid_t> number;
-  std::promise<void> done;
-  std::thread thread([&] {
-    number.set_value(gettid());
-    done.get_future().wait();
-  });
-  ExpectNoProcess(number.get_future().get());
-  done.set_value();
-  thread.join();
+  const auto expectNone = [](pid_t pid) {
+    EXPECT_EQ(platform::ProcessShortName(pid), std::nullopt) << pid;
+    EXPECT_EQ(platform::ProcessOwner(pid), std::nullopt) << pid;
+  };
+  for (const pid_t pid : {ended, 0, -1, -getpid()}) expectNone(pid);
+  std::thread([&] { expectNone(gettid()); }).join();
 }
 
 }  // namespace

@@ -6,55 +6,39 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <fstream>
-#include <map>
 #include <memory>
-#include <regex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/Handles.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/StandardError.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
 
-// What the log daemon of this test was sent; the C library's functions are replaced below.
-struct Daemon {
-  bool open = false;
-  std::vector<std::string> messages;
-};
-Daemon& TheDaemon() {
-  static Daemon daemon;
-  return daemon;
-}
+// What the log daemon of this test was sent; the C library's function is replaced below.
+std::vector<std::string> daemonMessages;
 
 }  // namespace
 
-extern "C" {
-void openlog(const char*, int options, int) {
-  TheDaemon().open = true;
-  EXPECT_EQ(options & LOG_CONS, 0) << "the console is not ours to write to";
-}
-void closelog() { TheDaemon().open = false; }
-void syslog(int priority, const char* format, ...) {
+extern "C" void syslog(int priority, const char* format, ...) {
   char text[1024];
   va_list arguments;
   va_start(arguments, format);
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  EXPECT_TRUE(TheDaemon().open);
-  TheDaemon().messages.push_back(std::to_string(priority) + " " + text);
-}
+  daemonMessages.push_back(std::to_string(priority) + " " + text);
 }
 
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 struct ClientCloser {
   void operator()(aslclient client) const { asl_close(client); }
@@ -65,13 +49,13 @@ class SystemLogTest : public testing::Test {
  protected:
   SystemLogTest() { EXPECT_EQ(asl_add_log_file(client_.get(), file_.Get()), 0); }
 
-  std::vector<std::string> Lines() const {
-    std::ifstream file(path_);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);) lines.push_back(line);
-    return lines;
+  // What each line says after its level.
+  std::vector<std::string> Messages() const {
+    std::istringstream file(test::FileText(path_));
+    std::vector<std::string> messages;
+    for (std::string line; std::getline(file, line);) messages.push_back(line.substr(line.find(">: ") + 3));
+    return messages;
   }
-
   const test::TemporaryFolder folder_;
   const std::string path_ = folder_ / "log";
   const platform::UniqueFd file_{open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT, 0600)};
@@ -81,17 +65,14 @@ class SystemLogTest : public testing::Test {
 TEST_F(SystemLogTest, ALineNamesTimeHostSenderAndLevel) {
   constexpr const char* kNames[] = {"Emergency", "Alert",  "Critical", "Error",
                                     "Warning",   "Notice", "Info",     "Debug"};
-  for (int level = ASL_LEVEL_EMERG; level <= ASL_LEVEL_DEBUG; ++level)
+  for (int level = ASL_LEVEL_EMERG; level <= ASL_LEVEL_DEBUG; ++level) {
+    ASSERT_EQ(ftruncate(file_.Get(), 0), 0);
     EXPECT_EQ(asl_log(client_.get(), nullptr, level, "%s %d", "level", level), 0);
-
-  const std::vector<std::string> lines = Lines();
-  ASSERT_EQ(lines.size(), 8U);
-  for (size_t level = 0; level < 8; ++level) {
-    const std::regex shape(
-        "(Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) [ 123][0-9] "
-        "[012][0-9]:[0-5][0-9]:[0-6][0-9] [^ .]+ tests_linux\\[" +
-        std::to_string(getpid()) + "\\] <" + kNames[level] + ">: level " + std::to_string(level));
-    EXPECT_TRUE(std::regex_match(lines[level], shape)) << lines[level];
+    EXPECT_THAT(
+        test::FileText(path_),
+        testing::MatchesRegex("[A-Z][a-z]{2} [ 123][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2} [^ .]+ tests_linux\\[" +
+                              std::to_string(getpid()) + "\\] <" + kNames[level] + ">: level " +
+                              std::to_string(level) + "\n"));
   }
 }
 
@@ -99,19 +80,13 @@ TEST_F(SystemLogTest, TheFilterHoldsForTheDaemonAlone) {
   const int initial = asl_set_filter(client_.get(), ASL_FILTER_MASK(ASL_LEVEL_ERR) | ASL_FILTER_MASK(7));
   EXPECT_EQ(initial, ASL_FILTER_MASK_UPTO(ASL_LEVEL_NOTICE));
   for (const int level : {2, 3, 4, 6, 7}) asl_log(client_.get(), nullptr, level, "m");
-  EXPECT_THAT(TheDaemon().messages, ElementsAre("3 m", "7 m"));
-  EXPECT_EQ(Lines().size(), 5U);
+  EXPECT_THAT(daemonMessages, ElementsAre("3 m", "7 m"));
+  EXPECT_EQ(Messages(), std::vector<std::string>(5, "m"));
 }
 
 TEST_F(SystemLogTest, ATextCannotForgeALine) {
-  struct Row {
-    const char* text;
-    const char* shown;
-  };
-  constexpr Row kRows[] = {
+  constexpr std::pair<const char*, const char*> kRows[] = {
       {"two\nlines", "two\n\tlines\n"},
-      {"x\nNov 21 09:05:07 host kvobserve[1] <Error>: forged",
-       "x\n\tNov 21 09:05:07 host kvobserve[1] <Error>: forged\n"},
       {"over\rwritten", "over\n\twritten\n"},
       {"end\n", "end\n\t\n"},
       {"\r\n", "\n\t\n\t\n"},
@@ -119,82 +94,59 @@ TEST_F(SystemLogTest, ATextCannotForgeALine) {
       {"100% %s %n", "100% %s %n\n"},
       {"", "\n"},
   };
-  for (const Row& row : kRows) {
+  for (const auto& [text, shown] : kRows) {
     ASSERT_EQ(ftruncate(file_.Get(), 0), 0);
-    asl_log(client_.get(), nullptr, ASL_LEVEL_INFO, "%s", row.text);
-    std::ifstream file(path_);
-    const std::string all{std::istreambuf_iterator<char>(file), {}};
-    EXPECT_EQ(all.substr(all.find(">: ") + 3), row.shown);
+    asl_log(client_.get(), nullptr, ASL_LEVEL_INFO, "%s", text);
+    const std::string all = test::FileText(path_);
+    EXPECT_EQ(all.substr(all.find(">: ") + 3), shown);
   }
 }
 
 TEST_F(SystemLogTest, StandardErrorGetsTheSameLine) {
-  const test::ChildResult result = test::RunInChild([this] {
+  const std::string echo = test::StandardErrorOf([this] {
     const Client echoing{asl_open("other", "user", ASL_OPT_STDERR)};
     asl_add_log_file(echoing.get(), file_.Get());
     asl_log(echoing.get(), nullptr, ASL_LEVEL_DEBUG, "both");
   });
-  ASSERT_EQ(Lines().size(), 1U);
-  EXPECT_EQ(result.errors, Lines()[0] + "\n");
-  EXPECT_THAT(result.errors, testing::HasSubstr(" other["));
+  EXPECT_EQ(echo, test::FileText(path_));
+  EXPECT_THAT(echo, testing::HasSubstr(" other["));
 }
 
 TEST_F(SystemLogTest, RefusalsDoNoHarm) {
   EXPECT_EQ(asl_add_log_file(client_.get(), -1), -1);
-  EXPECT_EQ(asl_add_log_file(nullptr, file_.Get()), -1);
-  EXPECT_EQ(asl_set_filter(nullptr, 0), -1);
   EXPECT_EQ(asl_open(nullptr, "mail", 0), nullptr);
-  EXPECT_EQ(asl_log(client_.get(), nullptr, -1, "m"), -1);
   EXPECT_EQ(asl_log(client_.get(), nullptr, 8, "m"), -1);
   EXPECT_EQ(asl_log(client_.get(), nullptr, 3, nullptr), -1);
-  EXPECT_THAT(Lines(), IsEmpty());
-  EXPECT_THAT(TheDaemon().messages, IsEmpty());
-
   EXPECT_EQ(asl_log(nullptr, nullptr, 3, "without a client"), 0);
-  EXPECT_EQ(asl_log(client_.get(), nullptr, 6, "m"), 0);
-  EXPECT_THAT(TheDaemon().messages, ElementsAre("3 without a client"));
-  EXPECT_EQ(Lines().size(), 1U);
+  EXPECT_THAT(daemonMessages, ElementsAre("3 without a client"));
+  EXPECT_EQ(test::FileText(path_), "");
 }
 
 TEST_F(SystemLogTest, LinesOfManyWritersStayWhole) {
-  constexpr int kProcesses = 4;
-  constexpr int kThreads = 3;
   constexpr int kMessages = 150;
-  const auto text = [](int writer, int number) {
-    return std::to_string(writer) + "/" + std::to_string(number) + " " +
-           std::string(static_cast<size_t>(number) * 37 % 6000, static_cast<char>('a' + writer));
-  };
-  const auto write = [&](int writer) {
-    const Client own{asl_open(nullptr, nullptr, 0)};
-    const platform::UniqueFd file(open(path_.c_str(), O_WRONLY | O_APPEND));
-    asl_set_filter(own.get(), 0);
-    asl_add_log_file(own.get(), file.Get());
-    for (int number = 0; number < kMessages; ++number)
-      asl_log(own.get(), nullptr, ASL_LEVEL_INFO, "%s", text(writer, number).c_str());
-  };
+  std::vector<std::string> expected;
   std::vector<pid_t> children;
-  for (int process = 0; process < kProcesses; ++process) {
+  for (char writer = 'a'; writer < 'e'; ++writer) {
+    std::vector<std::string> texts;
+    for (size_t number = 0; number < kMessages; ++number) texts.emplace_back(number * 37 % 6000, writer);
+    for (int thread = 0; thread < 2; ++thread) expected.insert(expected.end(), texts.begin(), texts.end());
     children.push_back(fork());
     ASSERT_GE(children.back(), 0);
     if (children.back() != 0) continue;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread)
-      threads.emplace_back(write, process * kThreads + thread);
-    for (std::thread& thread : threads) thread.join();
+    const auto write = [&] {
+      for (const std::string& text : texts)
+        asl_log(client_.get(), nullptr, ASL_LEVEL_DEBUG, "%s", text.c_str());
+    };
+    std::thread second(write);
+    write();
+    second.join();
     _exit(0);
   }
   for (const pid_t child : children) EXPECT_EQ(test::WaitForChild(child), 0);
-
-  std::map<std::string, int> seen;
-  for (const std::string& line : Lines()) {
-    const size_t start = line.find(">: ");
-    ASSERT_NE(start, std::string::npos) << line;
-    ++seen[line.substr(start + 3)];
-  }
-  EXPECT_EQ(seen.size(), static_cast<size_t>(kProcesses * kThreads * kMessages));
-  for (int writer = 0; writer < kProcesses * kThreads; ++writer)
-    for (int number = 0; number < kMessages; ++number)
-      EXPECT_EQ(seen[text(writer, number)], 1) << writer << "/" << number;
+  std::vector<std::string> seen = Messages();
+  std::sort(seen.begin(), seen.end());
+  std::sort(expected.begin(), expected.end());
+  EXPECT_TRUE(seen == expected) << seen.size() << " lines";
 }
 
 }  // namespace
