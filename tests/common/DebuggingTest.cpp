@@ -10,24 +10,17 @@
 #include <cstdarg>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <regex>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "common/KCException.h"
 #include "common/KCFolderManager.h"
-#include "common/KCPidUtils.h"
+#include "tests/support/StandardError.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
 
 // What went to the system log; the C library's function is replaced below.
-std::string& LastSystemLogMessage() {
-  static std::string message;
-  return message;
-}
+std::string systemLogMessage;
 
 }  // namespace
 
@@ -37,71 +30,49 @@ extern "C" void syslog(int priority, const char* format, ...) {
   va_start(arguments, format);
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  LastSystemLogMessage() = std::to_string(priority) + " " + text;
+  systemLogMessage = std::to_string(priority) + " " + text;
 }
 
 namespace {
 
+using test::StandardErrorOf;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 class DebuggingTest : public testing::Test {
  protected:
   DebuggingTest() { SetRootFolder(root_.c_str()); }
 
-  // Standard error while `body` runs.
-  template <class Body>
-  static std::string Said(const Body& body) {
-    testing::internal::CaptureStderr();
-    body();
-    return testing::internal::GetCapturedStderr();
-  }
-  std::string Log() const {
-    std::ifstream file(root_ + "/Korvane.log");
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
   const test::TemporaryFolder folder_;
   const std::string root_ = folder_ / "root";
+  const std::string log_ = root_ + "/Korvane.log";
 };
 
-TEST_F(DebuggingTest, TheLogGoesToStandardErrorAndToTheFile) {
-  const std::string said = Said([] { KCDebugging::DebugLog("%s %d\n", "text", 5); });
-  const std::regex shape(
-      "[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4} "
-      "\\[([0-9]{5,})\\] tests_common : text 5\n");
-  std::smatch parts;
-  ASSERT_TRUE(std::regex_match(said, parts, shape)) << said;
-  EXPECT_EQ(std::stol(parts[1]), getpid());
-  EXPECT_EQ(Log(), said);
-
-  const std::string longText(3000, 'x');
-  EXPECT_THAT(Said([&] { KCDebugging::DebugLog("%s", longText.c_str()); }), EndsWith(" : " + longText));
-}
-
-TEST_F(DebuggingTest, AFileThatIsMadeIsForEveryUsersPrograms) {
+TEST_F(DebuggingTest, TheLogGoesToStandardErrorAndToAFileForEveryUser) {
   const mode_t mask = umask(077);
-  Said([] { KCDebugging::DebugLog("x\n"); });
+  const std::string longText(3000, 'x');
+  const std::string said = StandardErrorOf([&] { KCDebugging::DebugLog("%s %d\n", longText.c_str(), 5); });
   EXPECT_EQ(umask(mask), 077U) << "the mask is left alone";
-  struct stat found {};
-  ASSERT_EQ(stat((root_ + "/Korvane.log").c_str(), &found), 0);
-  EXPECT_EQ(found.st_mode & 07777, 0666U);
+  EXPECT_THAT(said,
+              testing::MatchesRegex("[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2} "
+                                    "[0-9]{4} \\[[0-9]{5,}\\] tests_common : x+ 5\n"));
+  EXPECT_THAT(said, HasSubstr(std::to_string(getpid()) + "] tests_common : " + longText));
+  EXPECT_EQ(test::FileText(log_), said);
+  EXPECT_EQ(test::FilePermissions(log_), 0666U);
 }
 
 TEST_F(DebuggingTest, WithoutAFileTheTextGoesToTheSystemLog) {
-  std::filesystem::create_directories(root_ + "/Korvane.log");  // a folder cannot be written
+  std::filesystem::create_directories(log_);  // a folder cannot be written
   const std::string longText(400, 'x');
-  EXPECT_THAT(Said([&] { KCDebugging::DebugLog("%s", longText.c_str()); }), EndsWith(longText));
-  EXPECT_EQ(LastSystemLogMessage(),
-            "1 [" + std::to_string(getpid()) + "] KORVANE : " + std::string(254, 'x'));
+  EXPECT_THAT(StandardErrorOf([&] { KCDebugging::DebugLog("%s", longText.c_str()); }), EndsWith(longText));
+  EXPECT_EQ(systemLogMessage, "1 [" + std::to_string(getpid()) + "] KORVANE : " + std::string(254, 'x'));
 }
 
 TEST_F(DebuggingTest, LevelsFromZeroToTheHighestAreWritten) {
   for (const int highest : {1, 3, 0}) {
     gLogLevel = highest;
     for (int level = -2; level <= 4; ++level) {
-      const std::string said = Said([&] { KCDebugging::KVLog(level, "l%d", level); });
+      const std::string said = StandardErrorOf([&] { KCDebugging::KVLog(level, "l%d", level); });
       EXPECT_EQ(!said.empty(), level >= 0 && level <= highest) << level << " of " << highest;
     }
   }
@@ -109,57 +80,35 @@ TEST_F(DebuggingTest, LevelsFromZeroToTheHighestAreWritten) {
 
 TEST_F(DebuggingTest, AThrowSaysWhereAndCarriesItsCode) {
   constexpr int kCode = 'A' | 'B' << 8 | 'C' << 16 | 'D' << 24;
-  struct Row {
-    int action;
-    const char* said;
-  };
-  constexpr Row kRows[] = {
-      {1, "file.cpp:17: THROW 1145258561 ('ABCD')\n"},
+  // An alert that nobody answers goes on.
+  const std::pair<int, const char*> rows[] = {
       {0, ""},
+      {1, "file.cpp:17: THROW 1145258561 ('ABCD')\n"},
+      {2, "THROW: 1145258561: FILE: file.cpp, LINE: 17 [Go] [Abort] [Debug]\n"},
       {3, ""},
   };
-  for (const Row& row : kRows) {
-    gDebugAction = row.action;
+  for (const auto& [action, expected] : rows) {
+    gDebugAction = action;
     int code = 0;
-    EXPECT_EQ(Said([&] {
-                try {
-                  KCDebugging::DebugThrow(kCode, "file.cpp", 17);
-                } catch (const KCException& exception) {
-                  code = exception.GetErrorCode();
-                  EXPECT_EQ(exception.GetErrorString(), nullptr);
-                }
-              }),
-              row.said);
-    EXPECT_EQ(code, kCode);
+    const std::string said = StandardErrorOf([&] {
+      try {
+        KCDebugging::DebugThrow(kCode, "file.cpp", 17);
+      } catch (const KCException& exception) {
+        code = exception.GetErrorCode();
+      }
+    });
+    EXPECT_EQ(said, expected) << action;
+    EXPECT_EQ(code, kCode) << action;
   }
 }
 
-TEST_F(DebuggingTest, AnAlertNobodyAnswersGoesOn) {
+TEST_F(DebuggingTest, ASignalIsOneLineAndOnlyWhenTheConditionHolds) {
+  EXPECT_EQ(StandardErrorOf([] { KCSignalIf(false, "never %d", 1); }), "");
+  EXPECT_THAT(StandardErrorOf([] { KCSignalIf(true, "%s", std::string(400, 'x').c_str()); }),
+              EndsWith(" : <inline>::0: SIGNAL '" + std::string(255, 'x') + "'\n"));
   gDebugAction = 2;
-  std::string said = Said([] { EXPECT_THROW(KCDebugging::DebugThrow(-1, "file.cpp", 17), KCException); });
-  EXPECT_THAT(said, HasSubstr("THROW: 4294967295"));
-  EXPECT_THAT(said, HasSubstr("FILE: file.cpp, LINE: 17"));
-  said = Said([] { KCDebugging::DebugSignal("message", "function", "file.cpp", 18); });
-  EXPECT_THAT(said, HasSubstr("SIGNAL: message"));
-  EXPECT_THAT(said, HasSubstr("FILE: file.cpp, LINE: 18"));
-}
-
-TEST_F(DebuggingTest, SignalIfReportsOnlyWhenTheConditionHolds) {
-  EXPECT_THAT(Said([] { KCSignalIf(false, "never %d", 1); }), IsEmpty());
-  EXPECT_THAT(Said([] { KCSignalIf(true, "RCRectQueue::Enqueue:: pthread_mutex_lock err=%ld", 22L); }),
-              EndsWith(" : <inline>::0: SIGNAL 'RCRectQueue::Enqueue:: pthread_mutex_lock err=22'\n"));
-  EXPECT_THAT(Said([] { KCSignalIf(true, "%s", std::string(400, 'x').c_str()); }),
-              EndsWith(" SIGNAL '" + std::string(255, 'x') + "'\n"));
-}
-
-TEST_F(DebuggingTest, ThreadsThatAskAtOnceGetTheSameName) {
-  std::vector<const char*> names(6);
-  std::vector<std::thread> threads;
-  for (const char*& name : names) threads.emplace_back([&name] { name = KCDebugGetProcessName(getpid()); });
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(names, std::vector<const char*>(names.size(), names.front()));
-  EXPECT_STREQ(names.front(), "tests_common");
-  EXPECT_EQ(KCDebugGetProcessName(1), names.front()) << "looked up once";
+  EXPECT_EQ(StandardErrorOf([] { KCDebugging::DebugSignal("two\nlines", "function", "file.cpp", 18); }),
+            "SIGNAL: two lines: FILE: file.cpp, LINE: 18 [Go] [Abort] [Debug]\n");
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -13,14 +12,12 @@
 #include <vector>
 
 #include "common/KCFolderManager.h"
-#include "tests/support/ChildProcess.h"
+#include "tests/support/StandardError.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 // What each line of the file says after its level; a text's own line ends are kept.
 std::vector<std::string> Messages(const std::string& path) {
@@ -75,82 +72,54 @@ TEST_F(LoggerTest, TheFilterDecidesByLevelUntilDebugModeIsOn) {
   EXPECT_EQ(ASLGetFilter(), 0x01U);
 }
 
-TEST_F(LoggerTest, OnlyTheLastLineEndOfTheFormatIsDropped) {
+TEST_F(LoggerTest, TheFormatsLastLineEndIsDroppedAndItTakesObjects) {
   ASLLogger(6, 1, true, "none");
-  ASLLogger(6, 1, true, "one\n");
   ASLLogger(6, 1, true, "two\n\n");
   ASLLogger(6, 1, true, "%s", "an argument's own\n");
   ASLLogger(6, 1, true, "%s", "");
-  EXPECT_THAT(Messages(log_), ElementsAre("none", "one", "two\n\t", "an argument's own\n\t", ""));
-}
-
-TEST_F(LoggerTest, TheFormatTakesObjectsAndIsUtf8) {
-  ASLLogger(6, 1, true, "\u00e9 %@ %5.2f 100%%", CFSTR("object"), 2.5);
-  EXPECT_THAT(Messages(log_), ElementsAre("\u00e9 object  2.50 100%"));
+  ASLLogger(6, 1, true, "\u00e9 %@ %5.2f 100%%\n", CFSTR("object"), 2.5);
   ASLLogger(6, 1, true, "\xff not UTF-8");
-  EXPECT_EQ(Messages(log_).size(), 1U);
+  EXPECT_THAT(Messages(log_),
+              ElementsAre("none", "two\n\t", "an argument's own\n\t", "", "\u00e9 object  2.50 100%"));
 }
 
 TEST_F(LoggerTest, TheEchoNeedsTheCallersOptionAndTheProcesss) {
-  struct Row {
-    int on;
-    int option;
-    bool echoed;
-  };
-  for (const Row& row : {Row{1, 1, true}, Row{1, 0, false}, Row{0, 1, false}, Row{1, 0x100, false}}) {
-    ASLWriteToStdErr(row.on);
-    testing::internal::CaptureStderr();
-    ASLLogger(6, row.option, false, "hello");
-    const std::string echo = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(echo.ends_with(" <Info>: hello\n"), row.echoed) << row.on << row.option << echo;
-    EXPECT_EQ(echo.empty(), !row.echoed);
+  constexpr int kRows[][3] = {{1, 1, true}, {1, 0, false}, {0, 1, false}, {1, 0x100, false}};
+  for (const auto& [on, option, echoed] : kRows) {
+    ASLWriteToStdErr(on);
+    const std::string echo =
+        test::StandardErrorOf([option = option] { ASLLogger(6, option, false, "hello"); });
+    EXPECT_EQ(echo.ends_with(" <Info>: hello\n"), echoed) << on << " " << option << echo;
+    EXPECT_EQ(echo.empty(), !echoed);
   }
-  EXPECT_THAT(Messages(log_), IsEmpty()) << "not to the file";
+  EXPECT_EQ(test::FileText(log_), "");
 }
 
-TEST_F(LoggerTest, WithoutAFileOfItsOwnItIsTheAgents) {
+TEST_F(LoggerTest, WithoutAFileOfItsOwnItIsTheAgentsAndAPathIsCutAt511Bytes) {
   SetRootFolder(folder_.Path().c_str());
   ASLSetLogFile("");
   ASLSetLogFile(nullptr);
   ASLLogger(6, 1, true, "hello");
   EXPECT_THAT(Messages(folder_ / "Korvane.log"), ElementsAre("hello"));
-  ASLSetLogFile(log_.c_str());
-  ASLSetLogFile(nullptr);
-  ASLLogger(6, 1, true, "elsewhere");
-  EXPECT_THAT(Messages(log_), ElementsAre("elsewhere"));
-}
 
-TEST_F(LoggerTest, APathIsCutAt511Bytes) {
   std::string path = folder_.Path();
   while (path.size() < 400) path += "/" + std::string(80, 'd');
-  fs::create_directories(path);
-  path += "/";
-  path.resize(600, 'f');
+  std::filesystem::create_directories(path);
+  path += "/" + std::string(200, 'f');
   ASLSetLogFile(path.c_str());
-  ASLLogger(6, 1, true, "hello");
-  EXPECT_THAT(Messages(path.substr(0, 511)), ElementsAre("hello"));
-}
-
-TEST_F(LoggerTest, DescriptorZeroIsTheFailureToOpenTheFile) {
-  const test::ChildResult result = test::RunInChild([] {
-    close(STDIN_FILENO);
-    ASLLogger(6, 1, true, "into descriptor 0");
-    ASLLogger(6, 1, true, "into another");
-  });
-  EXPECT_EQ(result.status, 0);
-  EXPECT_THAT(Messages(log_), ElementsAre("into another"));
+  ASLSetLogFile(nullptr);  // stays as it is
+  ASLLogger(6, 1, true, "elsewhere");
+  EXPECT_THAT(Messages(path.substr(0, 511)), ElementsAre("elsewhere"));
 }
 
 TEST_F(LoggerTest, ManyThreadsLogWholeLines) {
-  constexpr int kThreads = 6;
-  constexpr int kMessages = 40;
   std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread)
+  for (int thread = 0; thread < 6; ++thread)
     threads.emplace_back([] {
-      for (int number = 0; number < kMessages; ++number) ASLLogger(6, 1, true, "%@ end\n", CFSTR("begin"));
+      for (int number = 0; number < 40; ++number) ASLLogger(6, 1, true, "%@ end\n", CFSTR("begin"));
     });
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(Messages(log_), std::vector<std::string>(kThreads * kMessages, "begin end"));
+  EXPECT_EQ(Messages(log_), std::vector<std::string>(6 * 40, "begin end"));
 }
 
 }  // namespace
