@@ -25,7 +25,7 @@ double MedianLatency(bench::ScreenSocket& screen, bench::Painter& painter, int s
   while (screen.Ask()) continue;
   for (int change = 0; change < kChanges; ++change) {
     auto tick = Clock::now() + 1ms;
-    const auto painted = tick - change * 1ms / kChanges;
+    const auto painted = tick - change * 1000us / kChanges;
     while (Clock::now() < painted) continue;
     const auto begin = Clock::now();
     painter.Square(100 + change, 100, size);

@@ -100,11 +100,6 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex 
       isExternalRepresentation ? ByteOrderMark::kExpected : ByteOrderMark::kNone);
 }
 
-// A string never changes, so its copy is itself.
-CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef string) {
-  return static_cast<CFStringRef>(CFRetain(string));
-}
-
 CFIndex CFStringGetLength(CFStringRef string) { return static_cast<CFIndex>(string->units.size()); }
 
 UniChar CFStringGetCharacterAtIndex(CFStringRef string, CFIndex index) {
@@ -143,15 +138,6 @@ CFComparisonResult CFStringCompare(CFStringRef a, CFStringRef b, CFOptionFlags) 
   const int order = a->units.compare(b->units);
   if (order == 0) return kCFCompareEqualTo;
   return order < 0 ? kCFCompareLessThan : kCFCompareGreaterThan;
-}
-
-// An empty text is found nowhere, so nothing begins or ends with it.
-Boolean CFStringHasPrefix(CFStringRef string, CFStringRef prefix) {
-  return !prefix->units.empty() && string->units.starts_with(prefix->units);
-}
-
-Boolean CFStringHasSuffix(CFStringRef string, CFStringRef suffix) {
-  return !suffix->units.empty() && string->units.ends_with(suffix->units);
 }
 
 CFStringRef __CFStringMakeConstantString(const char* text) {

@@ -71,18 +71,6 @@ std::string WorkingFolder() {
   return getcwd(folder, sizeof folder) != nullptr ? folder : "";
 }
 
-std::optional<std::string> Utf8Of(CFStringRef string) {
-  const auto size = static_cast<size_t>(
-      CFStringGetMaximumSizeForEncoding(CFStringGetLength(string), kCFStringEncodingUTF8));
-  std::string bytes(size, '\0');
-  const auto encoded =
-      platform::cf::Encode(string->units, kCFStringEncodingUTF8, 0, platform::cf::ByteOrderMark::kNone,
-                           {reinterpret_cast<uint8_t*>(bytes.data()), size});
-  if (encoded.units != string->units.size()) return std::nullopt;
-  bytes.resize(encoded.bytes);
-  return bytes;
-}
-
 CFStringRef CreateUtf8String(std::string_view bytes) {
   return CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
                                  static_cast<CFIndex>(bytes.size()), kCFStringEncodingUTF8, false);
@@ -150,15 +138,6 @@ CFURLRef CFURLCreateCopyDeletingLastPathComponent(CFAllocatorRef, CFURLRef url) 
     folder = "./";
   }
   return new __CFURL(std::move(folder), url->base);
-}
-
-CFURLRef CFURLCreateCopyAppendingPathComponent(CFAllocatorRef, CFURLRef url, CFStringRef component,
-                                               Boolean isDirectory) {
-  const auto name = Utf8Of(component);
-  if (!name || name->find('\0') != std::string::npos) return nullptr;
-  std::string path = WithDirectoryMark(url->path, true);
-  path += *name;
-  return new __CFURL(WithDirectoryMark(path, isDirectory), url->base);
 }
 
 CFStringRef CFURLCopyLastPathComponent(CFURLRef url) {

@@ -25,7 +25,6 @@ CFStringEncoding CFStringGetSystemEncoding();
 CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text, CFStringEncoding encoding);
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes, CFIndex count,
                                     CFStringEncoding encoding, Boolean isExternalRepresentation);
-CFStringRef CFStringCreateCopy(CFAllocatorRef allocator, CFStringRef string);
 
 // printf's conversions, positional arguments, and "%@" for any value. `options` is ignored and may be null.
 CFStringRef CFStringCreateWithFormat(CFAllocatorRef allocator, CFDictionaryRef options, CFStringRef format,
@@ -53,8 +52,6 @@ CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding enc
 
 // By UTF-16 units; `options` 0 is the only choice.
 CFComparisonResult CFStringCompare(CFStringRef a, CFStringRef b, CFOptionFlags options);
-Boolean CFStringHasPrefix(CFStringRef string, CFStringRef prefix);
-Boolean CFStringHasSuffix(CFStringRef string, CFStringRef suffix);
 
 CFStringRef __CFStringMakeConstantString(const char* text);
 

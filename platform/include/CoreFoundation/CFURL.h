@@ -15,8 +15,6 @@ CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator, const
 Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolveAgainstBase, UInt8* buffer,
                                          CFIndex size);
 CFURLRef CFURLCreateCopyDeletingLastPathComponent(CFAllocatorRef allocator, CFURLRef url);
-CFURLRef CFURLCreateCopyAppendingPathComponent(CFAllocatorRef allocator, CFURLRef url, CFStringRef component,
-                                               Boolean isDirectory);
 // Without escapes; null when the bytes are not UTF-8.
 CFStringRef CFURLCopyLastPathComponent(CFURLRef url);
 // Borrowed, with percent escapes; of a relative path the relative text.
