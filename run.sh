@@ -16,6 +16,15 @@ background() {
   started+=($!)
 }
 
+# foreground COMMAND...: runs a program to its end. A signal to this script alone ends it, too, for bash hears signals while it
+# waits for a background program only.
+foreground() {
+  "$@" &
+  started+=($!)
+  wait $!
+  unset 'started[-1]'
+}
+
 start_virtual_desktop() {
   local number
   rm -f build/display
@@ -23,7 +32,10 @@ start_virtual_desktop() {
   setsid Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp -noreset \
     </dev/null 3>build/display >>build/desktop.log 2>&1 &
   started+=($!)
-  read -r number <build/display || fail "the X server did not start; build/desktop.log says why"
+  read -r number <build/display || {
+    cat build/desktop.log >&2
+    fail "the X server did not start"
+  }
   rm -f build/display
   export DISPLAY=:$number
   unset WAYLAND_DISPLAY
@@ -35,14 +47,14 @@ start_virtual_desktop() {
   background ico -faces -sleep 0.05 -geometry 240x220+1030+540 -colors orange
   background xterm -geometry 110x30+30+40 -title processes -e top -d 1
   background xeyes -geometry 160x110+30+640
-  wait_for_clients 5
+  wait_for_windows 5
 }
 
-# wait_for_clients COUNT: returns when that many programs have a window, or after ten seconds.
-wait_for_clients() {
+# wait_for_windows COUNT: returns when the window manager shows that many windows, or after ten seconds.
+wait_for_windows() {
   local i
   for ((i = 0; i < 100; i++)); do
-    [ "$(xlsclients | wc -l)" -lt "$1" ] || return 0
+    [ "$(xprop -root _NET_CLIENT_LIST | grep -o 0x | wc -l)" -lt "$1" ] || return 0
     sleep 0.1
   done
 }
@@ -75,6 +87,6 @@ fi
 
 background build/bin/kvobserve.app/Contents/MacOS/kvobserve
 echo "log:     $log"
-build/bin/kvscreen --wait 10 --png "$picture"
+foreground build/bin/kvscreen --wait 10 --png "$picture"
 echo "picture: $picture"
-build/bin/kvscreen --watch
+foreground build/bin/kvscreen --watch
