@@ -32,10 +32,7 @@ start_virtual_desktop() {
   setsid Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp -noreset \
     </dev/null 3>build/display >>build/desktop.log 2>&1 &
   started+=($!)
-  read -r number <build/display || {
-    cat build/desktop.log >&2
-    fail "the X server did not start"
-  }
+  read -r number <build/display || fail "the X server did not start"
   rm -f build/display
   export DISPLAY=:$number
   unset WAYLAND_DISPLAY
@@ -60,8 +57,9 @@ wait_for_windows() {
 }
 
 end_everything() {
+  local status=$? i
   trap '' INT TERM HUP
-  local i
+  [ "$status" -eq 0 ] || [ "$status" -ge 128 ] || tail -n 5 build/desktop.log >&2
   for ((i = ${#started[@]} - 1; i >= 0; i--)); do
     kill "${started[i]}" 2>/dev/null || true
     wait "${started[i]}" 2>/dev/null || true
@@ -79,6 +77,7 @@ trap 'exit 143' TERM HUP
 
 : >build/desktop.log
 if [ -n "${DISPLAY:-}" ]; then
+  xdpyinfo >/dev/null || fail "the display that DISPLAY names cannot be used"
   echo "desktop: display $DISPLAY"
 else
   start_virtual_desktop

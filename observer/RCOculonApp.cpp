@@ -70,8 +70,18 @@ bool StartDetachedThread(void* (*proc)(void*)) {
 
 void DeleteController() { delete std::exchange(rcoculon_g, nullptr); }
 
+bool StopRequested() {
+  pthread_mutex_lock(&stop_mutex_g);
+  const bool requested = stop_app_g;
+  pthread_mutex_unlock(&stop_mutex_g);
+  return requested;
+}
+
 // Nothing is left for a signal to end.
 void exit_handler() {
+  if (rcoculon_g != nullptr && !StopRequested())
+    ASLLogger(ASL_LEVEL_INFO, 1, true, "OculonApp: the session is over: %s\n",
+              platform::DescribeSession().c_str());
   DeleteController();
   signal(SIGTERM, SIG_IGN);
 }

@@ -21,7 +21,7 @@ Options
   --wait SECONDS   waits that long for an observer to answer, instead of giving up at once
   --help           this text
 
-Both can be asked for at once: the picture comes first. The observer is found by the same rule that it follows itself: it
+Both can be asked for at once: the picture comes first. One client is served at a time. The observer is found by the same rule that it follows itself: it
 belongs to the folder that this program lies in, and its sockets lie in the user's temporary folder ($TMPDIR).
 
 A line of --watch
@@ -34,7 +34,7 @@ Exit status
   0   done, or interrupted while watching
   1   the arguments make no sense
   2   no observer answers
-  3   the observer shows no screen, or its screen was lost
+  3   the observer shows no screen or has no such monitor, or its screen was lost
   4   the picture could not be written
 )";
 
@@ -81,13 +81,13 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
         options.watch = true;
         int seconds = 0;
         if (optarg == nullptr) break;
-        if (!ReadNumber(optarg, seconds) || seconds < 1) return Complain("no number of seconds: ", optarg);
+        if (!ReadNumber(optarg, seconds) || seconds < 1) return Complain("not a number of seconds: ", optarg);
         options.watchSeconds = seconds;
         break;
       }
       case kMonitor: {
         unsigned monitor = 0;
-        if (!ReadNumber(optarg, monitor)) return Complain("no number of a monitor: ", optarg);
+        if (!ReadNumber(optarg, monitor)) return Complain("not the number of a monitor: ", optarg);
         options.monitor = monitor;
         break;
       }
@@ -96,7 +96,7 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
         break;
       case kWait:
         if (!ReadNumber(optarg, options.waitSeconds) || options.waitSeconds < 0) {
-          return Complain("no number of seconds: ", optarg);
+          return Complain("not a number of seconds: ", optarg);
         }
         break;
       case kHelpWanted:

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <vector>
 
@@ -19,16 +20,28 @@ struct FileCloser {
   void operator()(std::FILE* file) const noexcept { std::fclose(file); }
 };
 
-// A file beside the one that is to be written; removed unless it took that name.
+namespace fs = std::filesystem;
+
+// A file beside the one that is to be written; removed unless it took that name. A device or a pipe is no
+// file to be replaced: it is written itself.
 class FileInTheMaking {
  public:
-  explicit FileInTheMaking(const std::string& final) : final_(final), name_(final + ".XXXXXX") {
+  explicit FileInTheMaking(const std::string& final) : final_(final) {
+    std::error_code error;
+    const fs::file_status status = fs::status(final, error);
+    if (fs::is_other(status)) {
+      file_.reset(std::fopen(final.c_str(), "wb"));
+      return;
+    }
+    // A symbolic link stays, and the file behind it is replaced.
+    if (fs::exists(status)) final_ = fs::canonical(final, error).string();
+    name_ = final_ + ".XXXXXX";
     const int fd = mkstemp(name_.data());
     if (fd < 0) return;
     file_.reset(fdopen(fd, "wb"));
   }
   ~FileInTheMaking() {
-    if (file_) std::remove(name_.c_str());
+    if (file_ && !name_.empty()) std::remove(name_.c_str());
   }
   FileInTheMaking(const FileInTheMaking&) = delete;
   FileInTheMaking& operator=(const FileInTheMaking&) = delete;
@@ -36,8 +49,9 @@ class FileInTheMaking {
   [[nodiscard]] std::FILE* Stream() const { return file_.get(); }
 
   [[nodiscard]] bool TakeName() {
-    if (std::fflush(file_.get()) != 0 || fchmod(fileno(file_.get()), kPictureMode) != 0 ||
-        std::rename(name_.c_str(), final_.c_str()) != 0) {
+    if (std::fflush(file_.get()) != 0) return false;
+    if (name_.empty()) return true;
+    if (fchmod(fileno(file_.get()), kPictureMode) != 0 || std::rename(name_.c_str(), final_.c_str()) != 0) {
       return false;
     }
     file_.reset();
@@ -46,7 +60,7 @@ class FileInTheMaking {
 
  private:
   std::string final_;
-  std::string name_;
+  std::string name_;  // empty: `final_` is written itself
   std::unique_ptr<std::FILE, FileCloser> file_;
 };
 

@@ -20,6 +20,9 @@ class View {
   // Sends the view start. False when the endpoint is not well-formed.
   [[nodiscard]] bool Start(const std::string& endpoint);
 
+  // The view turned out to be another client's: it is not ended.
+  void LeaveRunning() { endpoint_.clear(); }
+
  private:
   RCZmqBrokerClientBase commands_;
   std::string endpoint_;  // of a view that was started

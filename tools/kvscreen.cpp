@@ -32,12 +32,13 @@ volatile std::sig_atomic_t gInterrupted = 0;
 
 bool Interrupted() { return gInterrupted != 0; }
 
-// An interrupt ends the view in good order; a second one ends the program at once.
+// An interrupt, or a reader of our output that is gone, ends the view in good order; a second one ends the
+// program at once.
 void CatchInterrupts() {
   struct sigaction action {};
   action.sa_handler = [](int) { gInterrupted = 1; };
   action.sa_flags = static_cast<int>(SA_RESETHAND);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) sigaction(signal, &action, nullptr);
 }
 
 bool WaitForObserver(const std::string& endpoint, int seconds) {
@@ -49,14 +50,14 @@ bool WaitForObserver(const std::string& endpoint, int seconds) {
   return true;
 }
 
-// The observer makes its screen socket some moments after the view has started. A socket that is there may
-// still be a dead observer's, so this only saves time.
+// What is there may still be a dead observer's.
+bool ScreenSocketIsThere() { return access(FetchFolder(kFolderScreenIPCSocket), F_OK) == 0; }
+
+// The observer makes its screen socket some moments after the view has started.
 void WaitForScreenSocket() {
   const auto deadline = std::chrono::steady_clock::now() + 1s;
-  while (access(FetchFolder(kFolderScreenIPCSocket), F_OK) != 0 &&
-         std::chrono::steady_clock::now() < deadline) {
+  while (!ScreenSocketIsThere() && std::chrono::steady_clock::now() < deadline)
     std::this_thread::sleep_for(2ms);
-  }
 }
 
 // The first answer of a connection brings the whole screen.
@@ -96,6 +97,11 @@ ExitCode Look(const tools::Options& options) {
     return ExitCode::kNoObserver;
   }
 
+  const bool someViewRuns = ScreenSocketIsThere();
+  if (!options.startView && !someViewRuns) {
+    std::fputs("kvscreen: no view runs; without --no-start one is started\n", stderr);
+    return ExitCode::kNoScreen;
+  }
   tools::View view;
   if (options.startView && !view.Start(endpoint)) {
     std::fprintf(stderr, "kvscreen: the observer at %s takes no commands\n", endpoint.c_str());
@@ -104,13 +110,12 @@ ExitCode Look(const tools::Options& options) {
 
   ScreenClient screen;
   if (!FetchScreen(screen)) {
-    std::fprintf(stderr,
-                 "kvscreen: the observer shows no screen at %s\n"
-                 "  %s The observer's log is %s\n",
-                 FetchFolder(kFolderScreenIPCSocket),
-                 options.startView ? "Does another client look at it already? One is served at a time."
-                                   : "Does a view run? Without --no-start one is started.",
-                 FetchFolder(kFolderLogFile));
+    std::fprintf(
+        stderr,
+        "kvscreen: the observer shows no screen at %s\n"
+        "  Does another client look at it already? One is served at a time. The observer's log is %s\n",
+        FetchFolder(kFolderScreenIPCSocket), FetchFolder(kFolderLogFile));
+    if (someViewRuns) view.LeaveRunning();
     return ExitCode::kNoScreen;
   }
 

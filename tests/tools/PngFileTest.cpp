@@ -28,7 +28,9 @@ TEST(PngFileTest, EveryPixelComesBackFromAPaddedScreen) {
   }
 
   const test::TemporaryFolder folder;
-  ASSERT_EQ(tools::WritePng(folder / "a.png", screen.data(), kWidth, kHeight, kStride), "");
+  std::ofstream(folder / "a.png") << "what a link leads to is replaced, not the link";
+  std::filesystem::create_symlink("a.png", folder / "link");
+  ASSERT_EQ(tools::WritePng(folder / "link", screen.data(), kWidth, kHeight, kStride), "");
   const test::Picture picture = test::ReadPng(folder / "a.png");
   EXPECT_EQ(picture.width, kWidth);
   EXPECT_EQ(picture.height, kHeight);
