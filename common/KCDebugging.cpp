@@ -57,11 +57,6 @@ std::string LinePrefix() {
   return prefix;
 }
 
-// One write, so that lines of several threads and processes never mix.
-bool WriteOnce(int fd, const std::string& text) {
-  return write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-}
-
 // The agent's log file for appending. One that is made here can be written by every user's programs.
 platform::UniqueFd OpenLogFile() {
   const char* path = FetchFolder(kFolderLogFile);
@@ -104,10 +99,10 @@ void KCDebugging::DebugLog(const char* format, ...) {
 void KCDebugging::DebugLog(const char* format, va_list arguments) {
   const std::string message = FormatText(format, arguments);
   const std::string line = LinePrefix() + message;
-  WriteOnce(STDERR_FILENO, line);
+  platform::WriteLine(STDERR_FILENO, line);
 
   const platform::UniqueFd file = OpenLogFile();
-  if (file && WriteOnce(file.Get(), line)) return;
+  if (file && platform::WriteLine(file.Get(), line)) return;
   syslog(LOG_ALERT, "[%ld] KORVANE : %.254s", static_cast<long>(getpid()), message.c_str());
 }
 

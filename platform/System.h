@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/Handles.h"
 
@@ -78,6 +79,11 @@ struct HostTimebase {
   uint32_t denominator;
 };
 HostTimebase GetHostTimebase();
+
+// Writes a line of a log with a single write, so that lines of several threads and processes never mix. A
+// reader that has gone or stands still costs the line, and neither ends the writer nor holds it up. True when
+// all of it was written.
+bool WriteLine(int fd, std::string_view line);
 
 // One line to the system log and to standard error, as the platform's console logging does it.
 void ConsoleLog(const char* format, ...) __attribute__((format(printf, 1, 2)));

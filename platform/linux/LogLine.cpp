@@ -1,5 +1,6 @@
 #include "platform/linux/LogLine.h"
 
+#include <poll.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "platform/System.h"
 #include "platform/ThreadSafety.h"
 
 namespace platform {
@@ -70,9 +72,21 @@ std::string FormatLogLine(std::string_view sender, int level, std::string_view t
   return line;
 }
 
-void WriteLogLine(int fd, std::string_view line) {
-  while (write(fd, line.data(), line.size()) < 0 && errno == EINTR) {
-  }
+bool WriteLine(int fd, std::string_view line) {
+  constexpr int kPatienceMs = 100;
+  pollfd file{fd, POLLOUT, 0};
+  int ready;
+  do {
+    ready = poll(&file, 1, kPatienceMs);
+  } while (ready < 0 && errno == EINTR);
+  // A pipe without a reader has an error as well: a write would end the process.
+  if (ready != 1 || file.revents != POLLOUT) return false;
+
+  ssize_t written;
+  do {
+    written = write(fd, line.data(), line.size());
+  } while (written < 0 && errno == EINTR);
+  return written == static_cast<ssize_t>(line.size());
 }
 
 void SendToSystemLog(const char* sender, int level, const char* text) {

@@ -12,10 +12,6 @@ const char* LogSender();
 // end the line and begin a forged one: what follows a newline in it is set off by a tab. `level` is 0 to 7.
 std::string FormatLogLine(std::string_view sender, int level, std::string_view text);
 
-// With a single write, so that lines of several threads and processes never mix. A descriptor that does not
-// take it is passed over: a log has nobody to complain to.
-void WriteLogLine(int fd, std::string_view line);
-
 // To the system's log daemon, harmless where there is none.
 void SendToSystemLog(const char* sender, int level, const char* text);
 

@@ -63,7 +63,7 @@ void ConsoleLog(const char* format, ...) {
   va_end(arguments);
   if (length < 0) return;
   SendToSystemLog(LogSender(), kNotice, text.data());
-  if (gEchoConsoleLog) WriteLogLine(STDERR_FILENO, FormatLogLine(LogSender(), kNotice, text.data()));
+  if (gEchoConsoleLog) (void)WriteLine(STDERR_FILENO, FormatLogLine(LogSender(), kNotice, text.data()));
 }
 
 void EchoConsoleLog(bool toStandardError) { gEchoConsoleLog = toStandardError; }

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/System.h"
 #include "platform/linux/LogLine.h"
 
 struct __asl_client {
@@ -79,6 +80,6 @@ int asl_log(aslclient client, aslmsg, int level, const char* format, ...) {
   if (client == nullptr || client->files.empty()) return 0;
 
   const std::string line = platform::FormatLogLine(sender, level, text);
-  for (const int fd : client->files) platform::WriteLogLine(fd, line);
+  for (const int fd : client->files) (void)platform::WriteLine(fd, line);
   return 0;
 }

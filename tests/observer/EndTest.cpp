@@ -1,5 +1,8 @@
 // How an observer ends, whatever it is doing.
+#include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <functional>
@@ -80,6 +83,22 @@ TEST_F(EndTest, SigtermDuringTheStartIsNotLost) {
   observer_.Signal(SIGTERM);
   ExpectCleanEnd(0);
   EXPECT_GE(Logged("OculonApp: SIGTERM."), 1) << observer_.Log();
+}
+
+TEST_F(EndTest, NobodyNeedsToReadItsStandardError) {
+  for (const bool gone : {false, true}) {
+    const std::string path = observer_.StandardErrorPath();
+    ASSERT_EQ(mkfifo(path.c_str(), S_IRUSR | S_IWUSR), 0);
+    platform::UniqueFd reader(open(path.c_str(), O_RDONLY | O_NONBLOCK));
+    StartObserver();
+    const platform::UniqueFd writer(open(path.c_str(), O_WRONLY | O_NONBLOCK));
+    while (write(writer.Get(), "x", 1) == 1) {
+    }
+    if (gone) reader.Reset();
+    observer_.Signal(SIGTERM);
+    ExpectCleanEnd(0);
+    unlink(path.c_str());
+  }
 }
 
 TEST_F(EndTest, WhenTheXServerIsGoneTheSessionIsOver) {

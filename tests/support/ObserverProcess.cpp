@@ -45,7 +45,7 @@ void ObserverProcess::Start(const std::vector<std::string>& arguments) {
 
   posix_spawn_file_actions_t files;
   posix_spawn_file_actions_init(&files);
-  posix_spawn_file_actions_addopen(&files, STDERR_FILENO, (folder_ / "stderr").c_str(),
+  posix_spawn_file_actions_addopen(&files, STDERR_FILENO, StandardErrorPath().c_str(),
                                    O_WRONLY | O_CREAT | O_APPEND, S_IRUSR | S_IWUSR);
   const int error = posix_spawn(&pid_, executable.c_str(), &files, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&files);

@@ -23,8 +23,8 @@ class ObserverProcess {
   ObserverProcess(const ObserverProcess&) = delete;
   ObserverProcess& operator=(const ObserverProcess&) = delete;
 
-  // Starts it on the display of $DISPLAY; standard error goes to FOLDER/stderr. Throws when it cannot be
-  // started.
+  // Starts it on the display of $DISPLAY; standard error goes to StandardErrorPath(). Throws when it cannot
+  // be started.
   void Start(const std::vector<std::string>& arguments = {});
   // Waits until its command endpoint can be connected to.
   [[nodiscard]] bool WaitUntilListening() const;
@@ -39,6 +39,7 @@ class ObserverProcess {
   [[nodiscard]] std::string Executable() const;
   [[nodiscard]] std::string EndpointPath() const { return Temporary() + "/observe"; }
   [[nodiscard]] std::string ScreenSocketPath() const { return Temporary() + "/sipc.uds"; }
+  [[nodiscard]] std::string StandardErrorPath() const { return folder_ / "stderr"; }
   // The whole log file; empty when there is none.
   [[nodiscard]] std::string Log() const;
 
