@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <string>
 #include <utility>
 
 #include "common/KCasl.h"
@@ -70,18 +71,15 @@ bool StartDetachedThread(void* (*proc)(void*)) {
 
 void DeleteController() { delete std::exchange(rcoculon_g, nullptr); }
 
-bool StopRequested() {
-  pthread_mutex_lock(&stop_mutex_g);
-  const bool requested = stop_app_g;
-  pthread_mutex_unlock(&stop_mutex_g);
-  return requested;
+// The platform says it on the console alone.
+void LogSessionLoss() {
+  const std::string loss = platform::SessionLoss();
+  if (!loss.empty()) ASLLogger(ASL_LEVEL_INFO, 1, true, "OculonApp: the session is over: %s\n", loss.c_str());
 }
 
-// Nothing is left for a signal to end.
+// At its end nothing is left for a signal to end.
 void exit_handler() {
-  if (rcoculon_g != nullptr && !StopRequested())
-    ASLLogger(ASL_LEVEL_INFO, 1, true, "OculonApp: the session is over: %s\n",
-              platform::DescribeSession().c_str());
+  LogSessionLoss();
   DeleteController();
   signal(SIGTERM, SIG_IGN);
 }

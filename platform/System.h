@@ -98,6 +98,9 @@ void EchoConsoleLog(bool toStandardError);
 // monitors; or why there is no display (none named, not reachable, a Wayland session without an X server).
 std::string DescribeSession();
 
+// Why the session is over while the process still runs: the display's server has gone away. Empty otherwise.
+std::string SessionLoss();
+
 }  // namespace platform
 
 extern "C" {

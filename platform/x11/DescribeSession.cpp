@@ -32,9 +32,9 @@ std::string WhyNoDisplay() {
         !Environment("WAYLAND_DISPLAY").empty() || Environment("XDG_SESSION_TYPE") == "wayland";
     return wayland ? "a Wayland session without an X server" : "DISPLAY is not set";
   }
-  const Session& session = Session::Instance();
-  if (session.Over()) return "the X server of display " + display + " has gone away";
-  switch (Session::Instance().OpenError()) {
+  Session& session = Session::Instance();
+  if (std::string loss = session.Loss(); !loss.empty()) return loss;
+  switch (session.OpenError()) {
     case 0:
       return "the X server of display " + display + " does not answer";
     case XCB_CONN_CLOSED_PARSE_ERR:

@@ -124,15 +124,21 @@ int Session::OpenError() {
 }
 
 void Session::Lost() {
-  std::string display;
+  std::string loss;
   {
     const Locked locked(lock_);
     if (Over()) return;
+    // Before the cut, which wakes those who ask for it.
+    if (!IsEnding()) loss_ = "the X server of display " + display_ + " has gone away";
+    loss = loss_;
     CutLocked();
-    display = display_;
   }
-  if (IsEnding()) return;
-  ConsoleLog("the X server of display %s has gone away: the session is over", display.c_str());
+  if (!loss.empty()) ConsoleLog("%s: the session is over", loss.c_str());
+}
+
+std::string Session::Loss() {
+  const Locked locked(lock_);
+  return loss_;
 }
 
 void Session::WatchEnding() {
@@ -153,3 +159,5 @@ void Session::CutLocked() {
 }
 
 }  // namespace platform::x11
+
+std::string platform::SessionLoss() { return x11::Session::Instance().Loss(); }

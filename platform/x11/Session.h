@@ -36,6 +36,9 @@ class Session {
   // The server is gone: says so once, and ends the session. No effect when the session is over already.
   void Lost() EXCLUDES(lock_);
 
+  // Why the server's loss ended the session; empty when it did not.
+  [[nodiscard]] std::string Loss() EXCLUDES(lock_);
+
   // Nothing can be asked any more.
   [[nodiscard]] bool Over() const { return over_.load(std::memory_order_acquire); }
 
@@ -57,6 +60,7 @@ class Session {
   std::shared_ptr<Opening> opening_ GUARDED_BY(lock_);
   int openError_ GUARDED_BY(lock_) = 0;
   std::string display_ GUARDED_BY(lock_);
+  std::string loss_ GUARDED_BY(lock_);
   std::vector<xcb_connection_t*> connections_ GUARDED_BY(lock_);
 };
 

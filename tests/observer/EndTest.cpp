@@ -106,6 +106,9 @@ TEST_F(EndTest, WhenTheXServerIsGoneTheSessionIsOver) {
   StartViewAndWait();
   server_.Kill();
   ExpectCleanEnd(1);
+  EXPECT_EQ(Logged("OculonApp: the session is over: the X server of display " + server_.Display() +
+                   " has gone away"),
+            1);
   EXPECT_EQ(Logged("OculonHtml5: Stopped."), 1) << observer_.Log();
 }
 
