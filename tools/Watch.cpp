@@ -33,15 +33,16 @@ void WatchCount::Add(std::span<const rcserv::Rect> changes, std::chrono::microse
 }
 
 std::string WatchCount::TakeLine() {
-  double latencyMs = 0;
+  char latency[24] = "no answer";
   if (!latencies_.empty()) {
     const auto middle = latencies_.begin() + static_cast<std::ptrdiff_t>(latencies_.size() / 2);
     std::nth_element(latencies_.begin(), middle, latencies_.end());
-    latencyMs = std::chrono::duration<double, std::milli>(*middle).count();
+    std::snprintf(latency, sizeof latency, "latency %7.3f ms",
+                  std::chrono::duration<double, std::milli>(*middle).count());
   }
   char line[128];
-  std::snprintf(line, sizeof line, "updates %4d   rectangles %4d   megapixels %8.2f   latency %7.3f ms",
-                updates_, rectangles_, pixels_ / 1e6, latencyMs);
+  std::snprintf(line, sizeof line, "updates %4d   rectangles %4d   megapixels %8.2f   %s", updates_,
+                rectangles_, pixels_ / 1e6, latency);
   *this = {};
   return line;
 }

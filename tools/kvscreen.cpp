@@ -113,7 +113,8 @@ ExitCode Look(const tools::Options& options) {
     std::fprintf(
         stderr,
         "kvscreen: the observer shows no screen at %s\n"
-        "  Does another client look at it already? One is served at a time. The observer's log is %s\n",
+        "  Another client may look at it already, for one is served at a time, or the observer hangs.\n"
+        "  Its log is %s\n",
         FetchFolder(kFolderScreenIPCSocket), FetchFolder(kFolderLogFile));
     if (someViewRuns) view.LeaveRunning();
     return ExitCode::kNoScreen;
