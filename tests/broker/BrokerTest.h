@@ -1,18 +1,16 @@
 // What the broker's tests share: an endpoint and a log of their own, a server that records, bare ZeroMQ ends.
 #pragma once
 #include <gtest/gtest.h>
-#include <zmq.h>
 
-#include <condition_variable>
-#include <fstream>
 #include <functional>
 #include <mutex>
 #include <optional>
-#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "broker/RCZmqBroker.h"
+#include "broker/ZmqHandles.h"
 #include "common/KCasl.h"
 #include "common/StCFTypeRef.h"
 #include "tests/support/TemporaryFolder.h"
@@ -26,8 +24,11 @@ inline StCFTypeRef<CFDataRef> MakeData(const std::string& bytes) {
       kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()), static_cast<CFIndex>(bytes.size())));
 }
 
-inline std::string Bytes(CFDataRef data) {
-  return {reinterpret_cast<const char*>(CFDataGetBytePtr(data)), static_cast<size_t>(CFDataGetLength(data))};
+// Nothing for null data.
+inline std::optional<std::string> Bytes(CFDataRef data) {
+  if (data == nullptr) return std::nullopt;
+  return std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+                     static_cast<size_t>(CFDataGetLength(data)));
 }
 
 // The first frame of a request.
@@ -42,33 +43,24 @@ class BrokerTest : public testing::Test {
 
   [[nodiscard]] std::string Path() const { return folder_ / "observe"; }
   [[nodiscard]] std::string Endpoint() const { return "ipc://" + Path(); }
-  [[nodiscard]] std::string Log() const {
-    std::ostringstream text;
-    text << std::ifstream(folder_ / "log").rdbuf();
-    return text.str();
-  }
+  [[nodiscard]] std::string Log() const { return FileText(folder_ / "log"); }
 
+ private:
   TemporaryFolder folder_;
 };
 
 // Remembers what reached ProcessData() and answers with `reply`.
 class RecordingServer : public RCZmqBrokerServerBase {
  public:
-  struct Call {
-    int id;
-    std::optional<std::string> payload;  // nothing for null data
-    bool operator==(const Call&) const = default;
-  };
+  using Call = std::pair<int, std::optional<std::string>>;  // message id and payload
 
   ~RecordingServer() override { stop(); }
 
   CFDataRef ProcessData(int id, CFDataRef payload) override {
-    {
-      const std::lock_guard locked(mutex_);
-      calls_.push_back({id, payload == nullptr ? std::nullopt : std::optional(Bytes(payload))});
-    }
-    if (duringRequest) duringRequest();
-    return reply.empty() ? nullptr : MakeData(reply).Release();
+    const std::lock_guard locked(mutex_);
+    calls_.emplace_back(id, Bytes(payload));
+    duringRequest();
+    return MakeData(reply).Release();
   }
 
   std::vector<Call> TakeCalls() {
@@ -77,56 +69,45 @@ class RecordingServer : public RCZmqBrokerServerBase {
   }
 
   // Set before start().
-  std::function<void()> duringRequest;
-  std::string reply;
+  std::function<void()> duringRequest = [] {};
+  std::string reply = "answer";
 
  private:
   std::mutex mutex_;
   std::vector<Call> calls_;
 };
 
-// A ZeroMQ socket without any of our code.
+// The other end, without the code that is tested: a reply socket is bound to the endpoint, others connect.
 class BareSocket {
  public:
-  explicit BareSocket(int type) : context_(zmq_ctx_new()), socket_(zmq_socket(context_, type)) {
-    const int none = 0;
-    zmq_setsockopt(socket_, ZMQ_LINGER, &none, sizeof none);
+  BareSocket(int type, const std::string& endpoint) : socket_(context_.get(), type) {
+    socket_.SetOption(ZMQ_LINGER, 0);
+    socket_.SetOption(ZMQ_RCVHWM, 1);  // what is not received stays with its sender
+    socket_.SetOption(ZMQ_RCVTIMEO, 20000);
+    EXPECT_EQ((type == ZMQ_REP ? zmq_bind : zmq_connect)(socket_.Get(), endpoint.c_str()), 0);
   }
-  ~BareSocket() {
-    zmq_close(socket_);
-    zmq_ctx_destroy(context_);
-  }
-  BareSocket(const BareSocket&) = delete;
-  BareSocket& operator=(const BareSocket&) = delete;
-
-  [[nodiscard]] void* Get() const { return socket_; }
 
   void Send(const Frames& frames) {
-    for (size_t i = 0; i < frames.size(); ++i)
-      ASSERT_EQ(
-          zmq_send(socket_, frames[i].data(), frames[i].size(), i + 1 < frames.size() ? ZMQ_SNDMORE : 0),
-          static_cast<int>(frames[i].size()));
+    for (size_t i = 0; i < frames.size(); ++i) {
+      const int flags = i + 1 < frames.size() ? ZMQ_SNDMORE : 0;
+      EXPECT_GE(zmq_send(socket_.Get(), frames[i].data(), frames[i].size(), flags), 0);
+    }
   }
 
-  // The frames of one message; none when nothing came within the deadline.
-  [[nodiscard]] Frames Receive(int timeoutMs = 20000) {
+  // The frames of one message; none when nothing comes.
+  [[nodiscard]] Frames Receive() {
     Frames frames;
-    zmq_setsockopt(socket_, ZMQ_RCVTIMEO, &timeoutMs, sizeof timeoutMs);
-    int more = 1;
-    while (more != 0) {
-      char bytes[256];
-      const int size = zmq_recv(socket_, bytes, sizeof bytes, 0);
-      if (size < 0) break;
-      frames.emplace_back(bytes, static_cast<size_t>(size));
-      size_t length = sizeof more;
-      zmq_getsockopt(socket_, ZMQ_RCVMORE, &more, &length);
-    }
+    ZmqMessage frame;
+    do {
+      if (!frame.Receive(socket_.Get())) break;
+      frames.emplace_back(static_cast<const char*>(frame.Data()), frame.Size());
+    } while (frame.More());
     return frames;
   }
 
  private:
-  void* context_;
-  void* socket_;
+  std::unique_ptr<void, int (*)(void*)> context_{zmq_ctx_new(), zmq_ctx_destroy};
+  ZmqSocket socket_;
 };
 
 }  // namespace test
