@@ -2,6 +2,7 @@
 // and removed only while it is still the one that was made.
 #pragma once
 #include <sys/types.h>
+#include <time.h>
 
 #include <string>
 
@@ -21,6 +22,7 @@ class LocalSocketName {
   std::string path_;
   dev_t device_ = 0;
   ino_t inode_ = 0;
+  timespec changed_{};  // the number of a file that is gone is given to the next one
 };
 
 }  // namespace platform

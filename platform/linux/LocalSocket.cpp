@@ -26,13 +26,15 @@ int LocalSocketName::Bind(int socket, const std::string& path) {
   path_ = path;
   device_ = made.st_dev;
   inode_ = made.st_ino;
+  changed_ = made.st_ctim;
   return 0;
 }
 
 void LocalSocketName::Remove() {
   if (path_.empty()) return;
   struct stat found {};
-  if (lstat(path_.c_str(), &found) == 0 && found.st_dev == device_ && found.st_ino == inode_)
+  if (lstat(path_.c_str(), &found) == 0 && found.st_dev == device_ && found.st_ino == inode_ &&
+      found.st_ctim.tv_sec == changed_.tv_sec && found.st_ctim.tv_nsec == changed_.tv_nsec)
     unlink(path_.c_str());
   path_.clear();
 }
