@@ -1,20 +1,25 @@
 #include "tests/observer/ObserverTest.h"
 
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
+#include <vector>
 
 #include "common/KCasl.h"
 #include "common/StCFTypeRef.h"
-#include "platform/System.h"
-
-namespace fs = std::filesystem;
 
 namespace test {
+namespace {
+
+// The files in all folders below `root`.
+std::vector<std::string> FilesBelow(const std::string& root) {
+  std::vector<std::string> files;
+  std::error_code none;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(root, none))
+    if (!entry.is_directory()) files.push_back(entry.path());
+  return files;
+}
+
+}  // namespace
 
 ObserverTest::ObserverTest() : observer_(OBSERVER_BUNDLE) {
   ASLSetLogFile((clientFolder_ / "client.log").c_str());
@@ -27,28 +32,20 @@ void ObserverTest::StartObserver() {
 }
 
 void ObserverTest::Command(const std::string& record, int id) {
-  long length = static_cast<long>(record.size());
-  const auto* const bytes = reinterpret_cast<const unsigned char*>(record.data());
-  const StCFTypeRef<CFDataRef> reply(client_.transfer_request(id, bytes, length));
-  EXPECT_EQ(reply.get(), nullptr);
-  EXPECT_EQ(length, static_cast<long>(record.size())) << "not sent";
+  const auto* const bytes = reinterpret_cast<const UInt8*>(record.data());
+  const StCFTypeRef<CFDataRef> data(CFDataCreate(nullptr, bytes, static_cast<CFIndex>(record.size())));
+  EXPECT_EQ(client_.TransferData(id, data), nullptr);
 }
 
-std::vector<std::string> ObserverTest::PidFiles() const {
-  std::vector<std::string> files;
-  const fs::path folder = fs::path(observer_.Root()) / "data/pids";
-  if (!fs::exists(folder)) return files;
-  for (const auto& entry : fs::recursive_directory_iterator(folder))
-    if (!entry.is_directory()) files.push_back(entry.path());
-  return files;
+void ObserverTest::ExpectEnd(int status) {
+  EXPECT_EQ(observer_.WaitForEnd(), status) << observer_.Log();
+  EXPECT_EQ(FilesBelow(observer_.Root() + "/data/pids"), std::vector<std::string>{});
+  EXPECT_EQ(FilesBelow(observer_.Temporary()), std::vector<std::string>{});
 }
 
 std::string ObserverTest::RecordedPid() const {
-  const std::vector<std::string> files = PidFiles();
-  if (files.size() != 1) return {};
-  EXPECT_EQ(fs::path(files[0]).filename(), "kvobserve.pid");
-  std::ifstream file(files[0]);
-  return {std::istreambuf_iterator<char>(file), {}};
+  const std::vector<std::string> files = FilesBelow(observer_.Root() + "/data/pids");
+  return files.size() == 1 && files[0].ends_with("/kvobserve.pid") ? FileText(files[0]) : "";
 }
 
 int ObserverTest::Logged(const std::string& text) const {
@@ -57,23 +54,6 @@ int ObserverTest::Logged(const std::string& text) const {
   for (std::string line; std::getline(log, line);)
     if (line.find(text) != std::string::npos) ++count;
   return count;
-}
-
-std::vector<std::string> ObserverTest::FilesLeft() const {
-  std::vector<std::string> files = PidFiles();
-  for (const auto& entry : fs::recursive_directory_iterator(observer_.Temporary()))
-    if (!entry.is_directory()) files.push_back(entry.path());
-  return files;
-}
-
-bool ObserverTest::Exists(const std::string& path) const { return access(path.c_str(), F_OK) == 0; }
-
-platform::UniqueFd ObserverTest::ConnectTo(const std::string& path) const {
-  platform::UniqueFd client(socket(AF_UNIX, SOCK_STREAM, 0));
-  sockaddr_storage address{};
-  const socklen_t length = platform::MakeLocalAddress(path, address);
-  if (connect(client.Get(), reinterpret_cast<const sockaddr*>(&address), length) != 0) client.Reset();
-  return client;
 }
 
 }  // namespace test

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "broker/RCZmqBroker.h"
 #include "platform/Handles.h"
@@ -24,19 +23,16 @@ class ObserverTest : public testing::Test {
   void Command(const std::string& record, int id = 1);
   void StartView() { Command(std::string("1\0\0\0\0\0", 6)); }
   void EndView() { Command(std::string("\2\0\0\0", 4)); }
+  // A client of the screen socket of a view that has just been started.
+  [[nodiscard]] platform::UniqueFd ConnectToScreen() const { return ConnectTo(observer_.ScreenSocketPath()); }
 
-  // The process-ID files of all users.
-  [[nodiscard]] std::vector<std::string> PidFiles() const;
+  // It ends with this status and removes all its files; the log and the bundle are meant to stay.
+  void ExpectEnd(int status);
+
   // What the one process-ID file says; empty when there is none.
   [[nodiscard]] std::string RecordedPid() const;
   // Lines of the observer's log that contain `text`.
   [[nodiscard]] int Logged(const std::string& text) const;
-  // The files that an observer which has ended should have removed; the log and the bundle are meant to stay.
-  [[nodiscard]] std::vector<std::string> FilesLeft() const;
-
-  [[nodiscard]] bool Exists(const std::string& path) const;
-  // None when nobody listens there.
-  [[nodiscard]] platform::UniqueFd ConnectTo(const std::string& path) const;
 
   XServer server_;
   ObserverProcess observer_;

@@ -10,13 +10,24 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "platform/Handles.h"
 #include "platform/System.h"
 #include "tests/support/WaitFor.h"
 
 extern char** environ;
 
 namespace test {
+
+platform::UniqueFd ConnectTo(const std::string& path) {
+  sockaddr_storage address{};
+  const socklen_t length = platform::MakeLocalAddress(path, address);
+  platform::UniqueFd client;
+  const bool connected = WaitFor([&] {
+    client.Reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    return connect(client.Get(), reinterpret_cast<const sockaddr*>(&address), length) == 0;
+  });
+  if (!connected) client.Reset();
+  return client;
+}
 
 ObserverProcess::ObserverProcess(const std::string& bundle) {
   namespace fs = std::filesystem;
@@ -53,15 +64,6 @@ void ObserverProcess::Start(const std::vector<std::string>& arguments) {
     pid_ = -1;
     throw std::runtime_error("cannot start " + executable);
   }
-}
-
-bool ObserverProcess::WaitUntilListening() const {
-  return WaitFor([this] {
-    sockaddr_storage address{};
-    const socklen_t length = platform::MakeLocalAddress(EndpointPath(), address);
-    const platform::UniqueFd probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    return connect(probe.Get(), reinterpret_cast<const sockaddr*>(&address), length) == 0;
-  });
 }
 
 void ObserverProcess::Signal(int signal) const {

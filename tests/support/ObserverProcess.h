@@ -8,9 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "platform/Handles.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace test {
+
+// Waits until a local socket of that name can be connected to; none when that does not happen.
+[[nodiscard]] platform::UniqueFd ConnectTo(const std::string& path);
 
 // Lays out FOLDER/agent/bin/kvobserve.app and FOLDER/tmp, and names the latter in TMPDIR, also of this
 // process, so that clients in it meet the observer. Does not start it.
@@ -27,7 +31,7 @@ class ObserverProcess {
   // be started.
   void Start(const std::vector<std::string>& arguments = {});
   // Waits until its command endpoint can be connected to.
-  [[nodiscard]] bool WaitUntilListening() const;
+  [[nodiscard]] bool WaitUntilListening() const { return static_cast<bool>(ConnectTo(EndpointPath())); }
 
   void Signal(int signal) const;
   // The exit status, or 128 + the signal that ended it; nothing when it still runs after `limit`.
