@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -47,9 +49,41 @@ std::string KernelName(pid_t pid) {
 
 }  // namespace
 
+pid_t Spawn(const std::vector<std::string>& command, const StandardFiles& files) {
+  std::vector<char*> argv;
+  for (const std::string& argument : command) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  if (!files.input.empty())
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, files.input.c_str(), O_RDONLY, 0);
+  if (!files.error.empty())
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, files.error.c_str(),
+                                     O_WRONLY | O_CREAT | O_APPEND, S_IRUSR | S_IWUSR);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t none;
+  sigset_t all;
+  sigemptyset(&none);
+  sigfillset(&all);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setsigdefault(&attributes, &all);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  pid_t pid = -1;
+  const int error = posix_spawnp(&pid, argv[0], &actions, &attributes, argv.data(), environ);
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&actions);
+  if (error != 0) throw std::runtime_error("cannot start " + command.front());
+  return pid;
+}
+
 int WaitForChild(pid_t pid) {
   int status = 0;
-  if (pid <= 0 || waitpid(pid, &status, 0) != pid) throw std::runtime_error("cannot wait for a child");
+  if (pid <= 0) throw std::runtime_error("there is no child to wait for");
+  while (waitpid(pid, &status, 0) != pid) {
+    if (errno != EINTR) throw std::runtime_error("cannot wait for a child");
+  }
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
@@ -71,23 +105,10 @@ ChildResult RunInChild(const std::function<void()>& body) {
 }
 
 WaitingProgram::WaitingProgram(const std::vector<std::string>& command) {
-  std::vector<std::string> owned = command;
-  std::vector<char*> argv;
-  for (std::string& argument : owned) argv.push_back(argument.data());
-  argv.push_back(nullptr);
-
   const Pipe input = MakePipe();
-  posix_spawn_file_actions_t files;
-  posix_spawn_file_actions_init(&files);
-  posix_spawn_file_actions_adddup2(&files, input.readEnd, STDIN_FILENO);
-  const int error = posix_spawn(&pid_, argv[0], &files, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&files);
-  close(input.readEnd);
   input_ = input.writeEnd;
-  if (error != 0) {
-    close(input_);
-    throw std::runtime_error("cannot start " + command.front());
-  }
+  pid_ = Spawn(command, {.input = "/proc/self/fd/" + std::to_string(input.readEnd)});
+  close(input.readEnd);
   // posix_spawn comes back a moment before the kernel sets the new name.
   constexpr size_t kKernelNameSize = 15;
   const std::string name =

@@ -17,6 +17,15 @@ struct ChildResult {
 // the test has started threads.
 ChildResult RunInChild(const std::function<void()>& body);
 
+// Files that a program gets as its standard ones, the written ones appended to; empty: this process's own.
+struct StandardFiles {
+  std::string input = {}, error = {};
+};
+
+// Starts a program, looked up in PATH, with no signal blocked or ignored, whatever the test did to its own.
+// Throws std::runtime_error.
+pid_t Spawn(const std::vector<std::string>& command, const StandardFiles& files = {});
+
 // Waits for a child of this process. Its exit status, or 128 + the signal that ended it.
 int WaitForChild(pid_t pid);
 

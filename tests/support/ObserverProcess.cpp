@@ -1,7 +1,5 @@
 #include "tests/support/ObserverProcess.h"
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 
@@ -11,9 +9,8 @@
 #include <stdexcept>
 
 #include "platform/System.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/WaitFor.h"
-
-extern char** environ;
 
 namespace test {
 
@@ -48,22 +45,9 @@ std::string ObserverProcess::Executable() const {
 }
 
 void ObserverProcess::Start(const std::vector<std::string>& arguments) {
-  std::string executable = Executable();
-  std::vector<std::string> owned = arguments;
-  std::vector<char*> argv{executable.data()};
-  for (std::string& argument : owned) argv.push_back(argument.data());
-  argv.push_back(nullptr);
-
-  posix_spawn_file_actions_t files;
-  posix_spawn_file_actions_init(&files);
-  posix_spawn_file_actions_addopen(&files, STDERR_FILENO, StandardErrorPath().c_str(),
-                                   O_WRONLY | O_CREAT | O_APPEND, S_IRUSR | S_IWUSR);
-  const int error = posix_spawn(&pid_, executable.c_str(), &files, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&files);
-  if (error != 0) {
-    pid_ = -1;
-    throw std::runtime_error("cannot start " + executable);
-  }
+  std::vector<std::string> command = {Executable()};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  pid_ = Spawn(command, {.error = StandardErrorPath()});
 }
 
 void ObserverProcess::Signal(int signal) const {

@@ -25,8 +25,9 @@ class VncOutputs {
 
  private:
   void Connect();
-  void Send(const std::vector<uint8_t>& bytes);
-  void Receive(size_t bytes, std::vector<uint8_t>* into = nullptr);
+  // A message of the remote frame-buffer protocol, version 3.8 (RFC 6143), and of its registered extension
+  // for screens: all of ours are made of 16-bit words.
+  void Send(std::vector<uint16_t> words);
 
   TemporaryFolder folder_;
   platform::UniqueFd socket_;

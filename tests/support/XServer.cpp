@@ -1,55 +1,18 @@
 #include "tests/support/XServer.h"
 
 #include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <sstream>
 #include <stdexcept>
 
 #include "platform/Handles.h"
+#include "tests/support/ChildProcess.h"
 
 namespace test {
 namespace {
-
-// The process, or -1. Starts with no signal blocked or ignored, whatever the test did to its own.
-pid_t Spawn(const std::vector<std::string>& command, bool quiet) {
-  std::vector<char*> arguments;
-  arguments.reserve(command.size() + 1);
-  for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
-  arguments.push_back(nullptr);
-
-  posix_spawn_file_actions_t files;
-  posix_spawn_file_actions_init(&files);
-  posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  if (quiet) posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t none;
-  sigset_t all;
-  sigemptyset(&none);
-  sigfillset(&all);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setsigdefault(&attributes, &all);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-  pid_t pid = -1;
-  const int error = posix_spawnp(&pid, arguments[0], &files, &attributes, arguments.data(), environ);
-  posix_spawnattr_destroy(&attributes);
-  posix_spawn_file_actions_destroy(&files);
-  return error == 0 ? pid : -1;
-}
-
-// The exit status; -1 when the process was killed.
-int WaitForEnd(pid_t pid) {
-  int status = 0;
-  while (waitpid(pid, &status, 0) < 0) {
-    if (errno != EINTR) return -1;
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
 
 std::vector<std::string> CommandLine(const XServerOptions& options, int readyFd) {
   const std::string size = std::to_string(options.width) + "x" + std::to_string(options.height);
@@ -78,7 +41,7 @@ XServer::XServer(const XServerOptions& options) {
   platform::UniqueFd writeEnd(ends[1]);
   fcntl(readEnd.Get(), F_SETFD, FD_CLOEXEC);
   const std::vector<std::string> command = CommandLine(options, writeEnd.Get());
-  pid_ = Spawn(command, true);
+  pid_ = Spawn(command, {.input = "/dev/null", .error = "/dev/null"});
   writeEnd.Reset();  // so that read() ends when the server ends
   std::string number;
   char digit = 0;
@@ -96,19 +59,37 @@ XServer::~XServer() { Terminate(); }
 
 void XServer::Terminate() { End(SIGTERM); }
 void XServer::Kill() { End(SIGKILL); }
-void XServer::Freeze() const { kill(pid_, SIGSTOP); }
-void XServer::Thaw() const { kill(pid_, SIGCONT); }
+void XServer::Freeze() const { Signal(SIGSTOP); }
+void XServer::Thaw() const { Signal(SIGCONT); }
 
-int XServer::Run(const std::vector<std::string>& command) const {
-  const pid_t child = Spawn(command, false);
-  return child < 0 ? -1 : WaitForEnd(child);
+// Numbers below 1 would reach whole groups of processes.
+void XServer::Signal(int signal) const {
+  if (pid_ > 0) kill(pid_, signal);
+}
+
+int XServer::Run(const std::vector<std::string>& command) const { return WaitForChild(Spawn(command)); }
+
+void XServer::SetMonitors(const std::vector<Monitor>& monitors) {
+  const auto run = [this](const std::vector<std::string>& command) {
+    if (Run(command) != 0) throw std::runtime_error(command[1] + " failed for " + command[2]);
+  };
+  for (const Monitor& monitor : monitors_)
+    run({"xrandr", "--delmonitor", monitor.name.substr(monitor.name[0] == '*' ? 1 : 0)});
+  monitors_.clear();
+  for (const Monitor& monitor : monitors) {
+    std::ostringstream geometry;
+    geometry << monitor.width << "/1x" << monitor.height << "/1+" << monitor.x << "+" << monitor.y;
+    // The output goes to the first one, in place of the server's own monitor.
+    run({"xrandr", "--setmonitor", monitor.name, geometry.str(), monitors_.empty() ? "screen" : "none"});
+    monitors_.push_back(monitor);
+  }
 }
 
 void XServer::End(int signal) {
   if (pid_ <= 0) return;
-  kill(pid_, signal);
-  kill(pid_, SIGCONT);  // a frozen server has to wake up in order to end
-  WaitForEnd(pid_);
+  Signal(signal);
+  Thaw();  // a frozen server has to wake up in order to end
+  WaitForChild(pid_);
   pid_ = -1;
 }
 

@@ -39,15 +39,25 @@ class XServer {
   void Freeze() const;
   void Thaw() const;
 
-  // Runs an X program on this display, as in {"xrandr", "--delmonitor", "L"}, and waits for it. What it
-  // prints on standard error is the test's own. Its exit status; -1 when it could not be run or was killed.
+  struct Monitor {
+    std::string name;  // with a star in front: the primary one
+    int x, y, width, height;
+  };
+  // Divides an Xvfb screen into monitors, in place of those of the call before; none: the server's own one.
+  // Throws std::runtime_error.
+  void SetMonitors(const std::vector<Monitor>& monitors);
+
+  // Runs an X program on this display, as in {"xrandr", "-s", "640x480"}, and waits for it. What it prints on
+  // standard error is the test's own. The exit status, or 128 + the signal that ended it.
   [[nodiscard]] int Run(const std::vector<std::string>& command) const;
 
  private:
+  void Signal(int signal) const;
   void End(int signal);
 
   pid_t pid_ = -1;
   std::string display_;
+  std::vector<Monitor> monitors_;
 };
 
 }  // namespace test
