@@ -37,13 +37,9 @@ XClient::XClient() : connection_(xcb_connect(nullptr, nullptr)) {
 XClient::~XClient() = default;
 
 void XClient::Fill(int x, int y, int width, int height, uint32_t pixel) {
-  FillWindow(screen_->root, x, y, width, height, pixel);
-}
-
-void XClient::FillWindow(uint32_t window, int x, int y, int width, int height, uint32_t pixel) {
   const xcb_rectangle_t area{Short(x), Short(y), Size(width), Size(height)};
   xcb_change_gc(connection_.get(), context_, XCB_GC_FOREGROUND, &pixel);
-  xcb_poly_fill_rectangle(connection_.get(), window, context_, 1, &area);
+  xcb_poly_fill_rectangle(connection_.get(), screen_->root, context_, 1, &area);
   xcb_flush(connection_.get());
 }
 
@@ -112,11 +108,6 @@ std::vector<uint32_t> XClient::Read(int x, int y, int width, int height) {
 
 void XClient::GrabServer() {
   xcb_grab_server(connection_.get());
-  Sync();
-}
-
-void XClient::UngrabServer() {
-  xcb_ungrab_server(connection_.get());
   Sync();
 }
 

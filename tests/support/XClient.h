@@ -21,9 +21,8 @@ class XClient {
   XClient(const XClient&) = delete;
   XClient& operator=(const XClient&) = delete;
 
-  // Paints on the root, or in a window of ours; coordinates count from its top left corner.
+  // Paints on the root.
   void Fill(int x, int y, int width, int height, uint32_t pixel);
-  void FillWindow(uint32_t window, int x, int y, int width, int height, uint32_t pixel);
   // Fills a part of the root with one colour each, so that a misplaced row or column shows. Deterministic by
   // `seed`.
   void FillNoise(int x, int y, int width, int height, uint32_t seed);
@@ -38,9 +37,8 @@ class XClient {
   // Rows from the top, unused bits cleared; empty when a part of the area is outside the root.
   [[nodiscard]] std::vector<uint32_t> Read(int x, int y, int width, int height);
 
-  // While the server is grabbed, nobody else is served.
+  // From here on nobody else is served.
   void GrabServer();
-  void UngrabServer();
 
  private:
   struct Disconnect {

@@ -90,35 +90,16 @@ TEST(CaptureTest, AnAreaIsRoundedOutwardsAndCutToTheDisplay) {
       {CGRectMake(-1e300, -1e300, 2e300, 2e300), 320, 200},
       {CGRectMake(-kInfinity, 0, kInfinity, 10), 0, 0},
       {CGRectMake(std::nan(""), 0, 10, 10), 0, 0},
-      {CGRectMake(0, 0, 10, std::nan("")), 0, 0},
       {CGRectMake(320, 0, 10, 10), 0, 0},
-      {CGRectMake(-10, 0, 10, 10), 0, 0},
       {CGRectMake(5, 5, 0, 10), 0, 0},
       {CGRectNull, 0, 0},
-      {CGRectZero, 0, 0},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message() << row.rect.origin.x << "," << row.rect.origin.y << " "
-                                    << row.rect.size.width << "x" << row.rect.size.height);
     const Image image(CGDisplayCreateImageForRect(display, row.rect));
-    EXPECT_EQ(CGImageGetWidth(image.get()), row.width);
-    EXPECT_EQ(CGImageGetHeight(image.get()), row.height);
+    EXPECT_EQ(CGImageGetWidth(image.get()), row.width) << "row " << &row - rows;
+    EXPECT_EQ(CGImageGetHeight(image.get()), row.height) << "row " << &row - rows;
   }
   EXPECT_FALSE(Capture(display + 1, 0, 0, 10, 10));
-  EXPECT_FALSE(Capture(kCGNullDirectDisplay, 0, 0, 10, 10));
-}
-
-TEST(CaptureTest, TheAreaCountsFromTheDisplaysOwnCorner) {
-  const test::XServer server({.width = 640, .height = 480});
-  ASSERT_EQ(server.Run({"xrandr", "--setmonitor", "L", "320/100x480/100+0+0", "screen"}), 0);
-  ASSERT_EQ(server.Run({"xrandr", "--setmonitor", "R", "320/100x440/100+320+40", "none"}), 0);
-  test::XClient witness;
-  witness.FillNoise(0, 0, 640, 480, 2);
-  witness.Sync();
-  const auto displays = test::ActiveDisplays();
-  ASSERT_EQ(displays.size(), 2U);
-  const Image image = Capture(displays[1], 10, 20, 400, 30);
-  EXPECT_TRUE(PixelsOf(image.get()) == witness.Read(330, 60, 310, 30));
 }
 
 TEST(CaptureTest, AnImageKeepsItsPixelsWhileOthersAreTakenAndReleased) {
@@ -181,7 +162,6 @@ TEST(CaptureTest, AnotherClientsServerGrabHoldsNothingUp) {
   ASSERT_TRUE(Capture(CGMainDisplayID(), 0, 0, 1, 1));
   witness.GrabServer();
   EXPECT_EQ(PixelsOf(Capture(CGMainDisplayID(), 7, 7, 1, 1).get()), std::vector<uint32_t>{0x123456});
-  witness.UngrabServer();
 }
 
 TEST(CaptureTest, AColourMapIsRefused) {

@@ -2,9 +2,9 @@
 #include <glib.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <thread>
@@ -12,6 +12,7 @@
 #include "platform/System.h"
 #include "platform/x11/CallScope.h"
 #include "tests/platform/x11/Pictures.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/WaitFor.h"
 #include "tests/support/XServer.h"
 
@@ -21,50 +22,14 @@ using testing::HasSubstr;
 
 void OnRefresh(uint32_t, const CGRect*, void*) {}
 
-// The exit status of a child process; -1 when it did not end by itself in time.
-int StatusOf(pid_t child) {
-  int status = 0;
-  const bool ended = test::WaitFor([&] { return waitpid(child, &status, WNOHANG) == child; });
-  if (!ended) {
-    kill(child, SIGKILL);
-    waitpid(child, &status, 0);
-  }
-  return ended && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-// Runs `body` in a child process, with standard error in a pipe whose reading end is `log`.
-template <class Body>
-pid_t StartChild(platform::UniqueFd& log, Body body) {
-  int ends[2] = {-1, -1};
-  EXPECT_EQ(pipe(ends), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    dup2(ends[1], STDERR_FILENO);
-    body();
-    _exit(99);
-  }
-  close(ends[1]);
-  log.Reset(ends[0]);
-  return child;
-}
-
-std::string ReadAll(int fd) {
-  std::string text;
-  char buffer[512];
-  for (ssize_t got = 0; (got = read(fd, buffer, sizeof buffer)) > 0;)
-    text.append(buffer, static_cast<size_t>(got));
-  return text;
-}
-
 void RunApplication() {
   const char* arguments[] = {"application", nullptr};
   NSApplicationMain(1, arguments);
 }
 
 TEST(SessionTest, TheDescriptionNamesServerExtensionsAndMonitors) {
-  const test::XServer server({.width = 1000, .height = 500});
-  ASSERT_EQ(server.Run({"xrandr", "--setmonitor", "Left", "400/1x500/1+0+0", "screen"}), 0);
-  ASSERT_EQ(server.Run({"xrandr", "--setmonitor", "Right", "600/1x400/1+400+100", "none"}), 0);
+  test::XServer server({.width = 1000, .height = 500});
+  server.SetMonitors({{"Left", 0, 0, 400, 500}, {"Right", 400, 100, 600, 400}});
   const std::string text = platform::DescribeSession();
   EXPECT_THAT(text, HasSubstr("display " + server.Display() + ": The X.Org Foundation "));
   EXPECT_THAT(
@@ -100,7 +65,7 @@ TEST(SessionTest, TheDescriptionSaysWhyThereIsNoDisplay) {
     set("DISPLAY", row.display);
     set("WAYLAND_DISPLAY", row.waylandDisplay);
     set("XDG_SESSION_TYPE", row.sessionType);
-    EXPECT_EQ(platform::DescribeSession(), row.expected);
+    EXPECT_EQ(platform::DescribeSession(), row.expected) << &row - rows;
   }
 }
 
@@ -122,14 +87,11 @@ TEST(SessionTest, TheLossOfTheServerIsSaidOnceAndFailsEveryCall) {
   testing::internal::CaptureStderr();
   server.Kill();
 
-  uint32_t count = 5;
+  uint32_t count = 0;
   EXPECT_TRUE(
       test::WaitFor([&] { return CGGetActiveDisplayList(4, nullptr, &count) == kCGErrorCannotComplete; }));
-  EXPECT_EQ(count, 0U);
-  EXPECT_EQ(CGGetDisplaysWithRect(CGRectMake(0, 0, 1, 1), 4, nullptr, &count), kCGErrorCannotComplete);
-  EXPECT_FALSE(test::Capture(display, 0, 0, 10, 10));
+  test::ExpectNoServer(display);
   std::thread([display] { EXPECT_FALSE(test::Capture(display, 0, 0, 10, 10)); }).join();
-  EXPECT_EQ(CGRegisterScreenRefreshCallback(OnRefresh, &count), kCGErrorCannotComplete);
   CGUnregisterScreenRefreshCallback(OnRefresh, nullptr);
   EXPECT_EQ(platform::DescribeSession(),
             "no display: the X server of display " + server.Display() + " has gone away");
@@ -160,36 +122,27 @@ TEST(SessionTest, AWriteToALostServerEndsNeitherTheProcessNorLeavesItsSignal) {
 }
 
 TEST(SessionTest, AnApplicationWithoutADisplayEndsWithStatus1AndTheReason) {
-  platform::UniqueFd log;
-  const pid_t child = StartChild(log, [] {
-    unsetenv("DISPLAY");
-    unsetenv("WAYLAND_DISPLAY");
-    unsetenv("XDG_SESSION_TYPE");
+  const test::ChildResult result = test::RunInChild([] {
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "XDG_SESSION_TYPE"}) unsetenv(name);
     RunApplication();
   });
-  EXPECT_EQ(StatusOf(child), 1);
-  EXPECT_THAT(ReadAll(log.Get()), HasSubstr("no display: DISPLAY is not set"));
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.errors, HasSubstr("no display: DISPLAY is not set"));
 }
 
 TEST(SessionTest, AnIdleApplicationEndsWithStatus1WhenTheServerGoesAway) {
   test::XServer server;
-  int running[2] = {-1, -1};
-  ASSERT_EQ(pipe(running), 0);
-  platform::UniqueFd log;
-  const pid_t child = StartChild(log, [&running] {
-    g_idle_add(
-        [](void* fd) -> gboolean {
-          (void)!write(*static_cast<int*>(fd), "r", 1);
-          return G_SOURCE_REMOVE;
-        },
-        &running[1]);
+  pid_t pid = server.Pid();
+  const test::ChildResult result = test::RunInChild([&pid] {
+    const GSourceFunc killServer = [](void* victim) -> gboolean {
+      kill(*static_cast<pid_t*>(victim), SIGKILL);
+      return G_SOURCE_REMOVE;
+    };
+    g_idle_add(killServer, &pid);
     RunApplication();
   });
-  char go = 0;
-  ASSERT_EQ(read(running[0], &go, 1), 1);
-  server.Kill();
-  EXPECT_EQ(StatusOf(child), 1);
-  EXPECT_THAT(ReadAll(log.Get()), HasSubstr("has gone away: the session is over"));
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.errors, HasSubstr("has gone away: the session is over"));
 }
 
 std::atomic<bool> gStop{false};
@@ -199,12 +152,7 @@ std::thread* gCapturer = nullptr;
 // waits for that thread.
 TEST(SessionTest, AServerThatStopsAnsweringDoesNotHoldUpTheEnd) {
   test::XServer server;
-  int captured[2] = {-1, -1};
-  int frozen[2] = {-1, -1};
-  ASSERT_EQ(pipe(captured), 0);
-  ASSERT_EQ(pipe(frozen), 0);
-  platform::UniqueFd log;
-  const pid_t child = StartChild(log, [&] {
+  const test::ChildResult result = test::RunInChild([&server] {
     CGRegisterScreenRefreshCallback(OnRefresh, nullptr);
     std::atexit([] {
       gStop = true;
@@ -212,24 +160,21 @@ TEST(SessionTest, AServerThatStopsAnsweringDoesNotHoldUpTheEnd) {
       CGUnregisterScreenRefreshCallback(OnRefresh, nullptr);
       if (test::Capture(1, 0, 0, 10, 10)) _exit(98);
     });
+    std::atomic<bool> captured{false};
     std::thread capturer([&captured] {
-      const test::Image first = test::Capture(CGMainDisplayID(), 0, 0, 10, 10);
-      if (first) (void)!write(captured[1], "c", 1);
-      while (!gStop) (void)test::Capture(1, 0, 0, 1000, 700);
+      while (!gStop) {
+        if (test::Capture(CGMainDisplayID(), 0, 0, 1000, 700)) captured = true;
+      }
     });
     gCapturer = &capturer;
-    std::thread([&frozen] {
-      char go = 0;
-      (void)!read(frozen[0], &go, 1);
+    std::thread([&server, &captured] {
+      if (!test::WaitFor([&captured] { return captured.load(); })) _exit(97);
+      server.Freeze();
       platform::Exit(3);
     }).detach();
     RunApplication();
   });
-  char go = 0;
-  ASSERT_EQ(read(captured[0], &go, 1), 1);
-  server.Freeze();
-  ASSERT_EQ(write(frozen[1], "f", 1), 1);
-  EXPECT_EQ(StatusOf(child), 3);
+  EXPECT_EQ(result.status, 3);
 }
 
 }  // namespace
