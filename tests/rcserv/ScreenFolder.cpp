@@ -2,11 +2,11 @@
 
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <sys/un.h>
 
 #include <algorithm>
 
 #include "common/KCFolderManager.h"
+#include "platform/System.h"
 
 namespace test {
 
@@ -24,14 +24,18 @@ std::vector<std::string> ScreenFolderTest::ScreenFiles() const {
   return names;
 }
 
+Words Response(Words start) {
+  start.resize(202);
+  return start;
+}
+
 bool RawClient::Connect(const std::string& path) {
   socket_.Reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const timeval limit = {.tv_sec = 20, .tv_usec = 0};
   setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, sizeof address.sun_path - 1);
-  return connect(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  sockaddr_storage address{};
+  const socklen_t length = platform::MakeLocalAddress(path, address);
+  return connect(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), length) == 0;
 }
 
 void RawClient::Send(const std::vector<uint8_t>& bytes) const {
@@ -39,11 +43,9 @@ void RawClient::Send(const std::vector<uint8_t>& bytes) const {
             static_cast<ssize_t>(bytes.size()));
 }
 
-std::optional<ResponseBytes> RawClient::Receive() const {
-  ResponseBytes bytes;
-  if (recv(socket_.Get(), bytes.data(), bytes.size(), MSG_WAITALL) != static_cast<ssize_t>(bytes.size()))
-    return std::nullopt;
-  return bytes;
+Words RawClient::Receive() const {
+  Words words = Response({});
+  return recv(socket_.Get(), words.data(), 808, MSG_WAITALL) == 808 ? words : Words();
 }
 
 }  // namespace test

@@ -3,9 +3,7 @@
 #pragma once
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,16 +24,12 @@ class ScreenFolderTest : public testing::Test {
   TemporaryFolder folder_;
 };
 
-using ResponseBytes = std::array<uint8_t, 808>;
-
-// A field of a response, in the host's byte order.
-template <class Field>
-Field At(const ResponseBytes& bytes, size_t offset) {
-  Field field;
-  std::copy_n(bytes.begin() + static_cast<ptrdiff_t>(offset), sizeof field,
-              reinterpret_cast<uint8_t*>(&field));
-  return field;
-}
+// A response as words of 32 bits; empty for none.
+using Words = std::vector<int32_t>;
+// Two fields of 16 bits in one word.
+constexpr int32_t Pair(int first, int second) { return (first & 0xFFFF) | second << 16; }
+// A whole response that has nothing but zeros after `start`.
+Words Response(Words start);
 
 class RawClient {
  public:
@@ -43,7 +37,7 @@ class RawClient {
   [[nodiscard]] bool Connect(const std::string& path);
   void Send(const std::vector<uint8_t>& bytes) const;
   // Nothing when the server has closed the connection, or says nothing for 20 seconds.
-  [[nodiscard]] std::optional<ResponseBytes> Receive() const;
+  [[nodiscard]] Words Receive() const;
   void Close() { socket_.Reset(); }
 
  private:
