@@ -1,4 +1,6 @@
 // How an observer starts, and how it refuses to.
+#include <gmock/gmock.h>
+
 #include <csignal>
 #include <cstdlib>
 
@@ -80,6 +82,25 @@ TEST_F(StartTest, ASecondObserverTakesOverAndTheFirstLeavesItsFiles) {
   EXPECT_TRUE(ConnectToScreen());
   observer_.Signal(SIGTERM);
   ExpectEnd(0);
+}
+
+TEST_F(StartTest, AVersionRequestIsAnsweredWithoutADisplay) {
+  const std::string full =
+      "10\\.1\\.10\\.480\n[^\n]+\n[A-Z][a-z]{2} [ 0-9][0-9] [0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2}";
+  const std::pair<const char*, std::string> cases[] = {
+      {" -v", full},
+      {" -v0", "10\\.1\\.10f480"},
+      {" -v1", "169509344"},
+      {" -v2", "10\\.1\\.10\\.480"},
+      {" -version", "10\\.1\\.10f480"},
+      {" x - -legacy --version -V -v1 -v2", "169509344"},
+  };
+  unsetenv("DISPLAY");
+  const std::string file = observer_.Temporary() + "/version";
+  for (const auto& [arguments, output] : cases) {
+    EXPECT_EQ(std::system((observer_.Executable() + arguments + " >" + file).c_str()), 0) << arguments;
+    EXPECT_THAT(test::FileText(file), testing::MatchesRegex(output + "\n")) << arguments;
+  }
 }
 
 }  // namespace
