@@ -74,7 +74,7 @@ std::vector<std::uint8_t> ToRgb(const std::byte* pixels, int width, int height, 
     const std::byte* row = pixels + y * strideBytes;
     for (int x = 0; x < width; ++x) {
       std::uint16_t pixel = 0;
-      std::memcpy(&pixel, row + x * 2, sizeof pixel);
+      std::memcpy(&pixel, row + std::ptrdiff_t{x} * 2, sizeof pixel);
       rgb.push_back(Widen(pixel >> 10 & 31U));
       rgb.push_back(Widen(pixel >> 5 & 31U));
       rgb.push_back(Widen(pixel & 31U));
