@@ -1,8 +1,5 @@
 // How the process ends: whoever asks for it, its exit handlers run once.
-#include "platform/linux/Ending.h"
-
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -47,23 +44,6 @@ TEST(EndingTest, OfManyThreadsOneRunsTheHandlersAndTheOthersWait) {
   });
   EXPECT_EQ(result.errors, "ab");
   EXPECT_TRUE(result.status >= 1 && result.status <= kThreads) << result.status;
-}
-
-TEST(EndingTest, AHandlerThatAsksForTheEndKeepsNoOtherFromRunning) {
-  const test::ChildResult result = test::RunInChild([] {
-    std::atexit([] { Note("c"); });
-    std::atexit([] {
-      Note("b");
-      platform::Exit(7);
-    });
-    std::atexit([] {
-      pollfd ending{platform::EndingFd(), POLLIN, 0};  // wakes who waits for something else
-      Note(poll(&ending, 1, 0) == 1 ? "a" : "?");
-    });
-    platform::Exit(3);
-  });
-  EXPECT_EQ(result.errors, "abc");
-  EXPECT_EQ(result.status, 7);
 }
 
 }  // namespace

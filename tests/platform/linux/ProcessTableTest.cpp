@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
 #include "platform/System.h"
 #include "tests/support/ChildProcess.h"
@@ -34,18 +33,6 @@ TEST(ProcessTableTest, TheShortNameHasUpToSixteenCharacters) {
     fs::remove(path);
     EXPECT_EQ(platform::ProcessShortName(program.Pid()), shortName) << file << ", removed meanwhile";
   }
-}
-
-TEST(ProcessTableTest, NumbersOfNoProcessGiveNothing) {
-  test::WaitingProgram program({"/bin/cat"});
-  const pid_t ended = program.Pid();
-  program.End();
-  const auto expectNone = [](pid_t pid) {
-    EXPECT_EQ(platform::ProcessShortName(pid), std::nullopt) << pid;
-    EXPECT_EQ(platform::ProcessOwner(pid), std::nullopt) << pid;
-  };
-  for (const pid_t pid : {ended, 0, -1, -getpid()}) expectNone(pid);
-  std::thread([&] { expectNone(gettid()); }).join();
 }
 
 }  // namespace

