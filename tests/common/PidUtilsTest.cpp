@@ -1,23 +1,18 @@
-// Process-ID files, signals by name, names of processes and users.
+// Process-ID files, and signals by name.
 #include "common/KCPidUtils.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <climits>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
 #include "common/KCFolderManager.h"
-#include "common/StCFTypeRef.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/support/StandardError.h"
 #include "tests/support/TemporaryFolder.h"
 
 // In place of the C library's: a number that stands for other processes than one is a fault and goes nowhere.
@@ -56,13 +51,6 @@ TEST_F(PidUtilsTest, AProcessRecordsItselfForEverybody) {
   EXPECT_EQ(FileText(folder + "/key.pid"), ours_) << "nothing of the old number is left";
 }
 
-TEST_F(PidUtilsTest, ALinkIsNotWrittenThrough) {
-  std::ofstream(folder_ / "target") << "precious";
-  fs::create_symlink(folder_ / "target", file_);
-  KCPutProcessPIDInFile(folder_.Path().c_str(), "key");
-  EXPECT_EQ(FileText(folder_ / "target"), "precious");
-}
-
 TEST_F(PidUtilsTest, AFileReadsAsItsNumberOnlyWhileThatProcessHasTheName) {
   const test::WaitingProgram other({"/bin/cat"});
   test::WaitingProgram ended({"/bin/cat"});
@@ -84,17 +72,6 @@ TEST_F(PidUtilsTest, AFileReadsAsItsNumberOnlyWhileThatProcessHasTheName) {
     EXPECT_EQ(FileText(file_), content) << "reading changes nothing";
   }
   EXPECT_EQ(read("missing"), 0);
-  ASSERT_EQ(mkfifo((folder_ / "fifo.pid").c_str(), 0600), 0);
-  EXPECT_EQ(read("fifo"), 0) << "and it does not wait";
-}
-
-TEST_F(PidUtilsTest, NamesCountWithSixteenCharacters) {
-  const std::string path = folder_ / "abcdefghijklmnopqrst";
-  fs::copy_file("/bin/cat", path);
-  const test::WaitingProgram program({path});
-  EXPECT_TRUE(KCVerifyPIDForKeyFile(program.Pid(), "abcdefghijklmnopXYZ"));
-  EXPECT_FALSE(KCVerifyPIDForKeyFile(program.Pid(), "abcdefghijklmno"));
-  EXPECT_FALSE(KCVerifyPIDForKeyFile(0, ""));
 }
 
 TEST_F(PidUtilsTest, TheFolderIsTheAgentsOrTheUsersInIt) {
@@ -102,22 +79,12 @@ TEST_F(PidUtilsTest, TheFolderIsTheAgentsOrTheUsersInIt) {
   EXPECT_EQ(FileText(pids_ + "/tests_common.pid"), ours_);
   EXPECT_EQ(KCGetPIDForKeyFromFile(kOurName, nullptr), getpid());
   EXPECT_EQ(KCDeletePIDForKeyFile(kOurName, nullptr), 0);
-  EXPECT_EQ(KCDeletePIDForKeyFile(kOurName, nullptr), -1);
 
   KCPutPIDForKeyToFileWithConsoleUser(kOurName, CFSTR("user1"));
   EXPECT_EQ(FileText(pids_ + "/user1/tests_common.pid"), ours_);
   EXPECT_EQ(KCGetPIDForKeyFromFileWithConsoleUser(kOurName, CFSTR("user1")), getpid());
   EXPECT_EQ(KCGetPIDForKeyFromFileWithConsoleUser(kOurName, CFSTR("user2")), 0);
   EXPECT_EQ(KCDeletePIDForKeyFileWithConsoleUser(kOurName, CFSTR("user1")), 0);
-
-  const StCFTypeRef<CFStringRef> user{KCCopyConsoleUser()};
-  char own[PATH_MAX];
-  char expected[PATH_MAX];
-  KCCreateFileDirectoryWithConsoleUser(nullptr, own, sizeof own);
-  KCCreateFileDirectoryWithConsoleUser(user, expected, sizeof expected);
-  EXPECT_STREQ(own, expected) << "no user is the console user";
-  KCCreateFileDirectoryWithConsoleUser(CFSTR("user1"), own, 8);
-  EXPECT_EQ(own, pids_.substr(0, 7)) << "cut";
 }
 
 TEST_F(PidUtilsTest, ALauncherDaemonIsEndedByItsChildsRecord) {
@@ -147,34 +114,6 @@ TEST_F(PidUtilsTest, ASignalReachesTheRecordedProcessOfThatName) {
   EXPECT_EQ(first.Wait(), 128 + SIGUSR1);
   EXPECT_TRUE(KCSignalProcessByNameWithConsoleUser("kvobserve", CFSTR("user1"), SIGUSR2));
   EXPECT_EQ(second.Wait(), 128 + SIGUSR2);
-}
-
-TEST_F(PidUtilsTest, ASignalThatCannotBeSentIsLogged) {
-  test::WaitingProgram ended({"/bin/cat"});
-  const pid_t gone = ended.Pid();
-  ended.End();
-  constexpr int kNoSignal = 0;
-  for (const pid_t pid : {gone, 0, -1})
-    EXPECT_THAT(test::StandardErrorOf([&] { EXPECT_FALSE(KCSignalProcessByPid(pid, kNoSignal)); }),
-                testing::HasSubstr("KCSignalProcessByPid(" + std::to_string(pid) + ", 0) err=3\n"));
-}
-
-TEST_F(PidUtilsTest, TheUserNameIsTheAccountsFullName) {
-  EXPECT_EQ(KCGetUserNameForPID(getpid()), std::string(getpwuid(getuid())->pw_gecos));
-  EXPECT_EQ(KCGetUserNameForPID(-1), nullptr);
-}
-
-TEST_F(PidUtilsTest, ANameThatIsLookedForIsNoCommand) {
-  const std::string witness = folder_ / "witness";
-  EXPECT_THAT(test::StandardErrorOf([&] { EXPECT_EQ(KCGetPIDForKey(("x; touch " + witness).c_str()), 0); }),
-              testing::HasSubstr("KCGetPIDForKey"));
-  EXPECT_FALSE(fs::exists(witness));
-  EXPECT_EQ(KCGetPIDForKey("no-process-has-this-name"), 0);
-}
-
-TEST_F(PidUtilsTest, TheEnvironmentCanSayNetBooted) {
-  setenv("KORVANE_PROVISIONING_NETBOOTED", "True", 1);
-  EXPECT_TRUE(KCIsNetBooted());
 }
 
 }  // namespace

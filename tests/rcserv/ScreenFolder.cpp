@@ -3,8 +3,6 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
-#include <algorithm>
-
 #include "common/KCFolderManager.h"
 #include "platform/System.h"
 
@@ -20,7 +18,6 @@ std::vector<std::string> ScreenFolderTest::ScreenFiles() const {
   for (const auto& entry : std::filesystem::directory_iterator(folder_.Path())) {
     if (entry.path().filename().string().starts_with("sfb")) names.push_back(entry.path().filename());
   }
-  std::sort(names.begin(), names.end());
   return names;
 }
 

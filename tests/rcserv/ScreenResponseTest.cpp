@@ -25,13 +25,10 @@ TEST(ScreenResponseTest, OnlySoundResponsesAreAccepted) {
     std::function<void(ResponseRecord&)> spoil;
   } rows[] = {
       {"sound", 1, [](auto&) {}},
-      {"no width", 0, [](auto& r) { r.newScreen.width = 0; }},
       {"lowest height", 0, [](auto& r) { r.newScreen.height = kMin; }},
       {"rows that overlap", 0, [](auto& r) { r.newScreen.stride = 5; }},
-      {"negative stride", 0, [](auto& r) { r.newScreen.stride = -8; }},
       {"2 GiB", 0, [](auto& r) { r.newScreen.stride = 1 << 16, r.newScreen.height = 1 << 15; }},
       {"49 monitors", 0, [](auto& r) { r.newScreen.monitorCount = 49; }},
-      {"countless monitors", 0, [](auto& r) { r.newScreen.monitorCount = 0xFFFFFFFF; }},
       {"reversed monitor", 0, [](auto& r) { r.newScreen.monitors[0].rect.left = 3; }},
       {"unknown kind", 0, [](auto& r) { r.newScreen.kind = 2; }},
       {"one rectangle", 2, [&](auto& r) { tell(r, 1, 3); }},
@@ -43,10 +40,7 @@ TEST(ScreenResponseTest, OnlySoundResponsesAreAccepted) {
     ResponseRecord response{};
     response.newScreen = {kNewScreen, 0x0001000A, 3, 2, 8, -5, 6, 1, {{{0, {0, 0, 2, 2}, 1, {}}}}};
     row.spoil(response);
-    const Response parsed = ParseResponse(response);
-    EXPECT_EQ(parsed.index(), row.accepted) << row.what;
-    const auto* const update = std::get_if<Update>(&parsed);
-    EXPECT_EQ(update != nullptr ? update->rects.size() : 1, 1U) << row.what;
+    EXPECT_EQ(ParseResponse(response).index(), row.accepted) << row.what;
   }
 }
 
@@ -56,7 +50,6 @@ TEST(ScreenResponseTest, AreasAreCutAtTheSurface) {
     Rect area, inSurface;
   } rows[] = {{-5, MakeLTRB(-4, -5, -3, -2), MakeLTRB(1, 0, 2, 3)},
               {-5, MakeLTRB(-100, -100, 100, 100), MakeLTRB(0, 0, 10, 10)},
-              {-5, MakeLTRB(10, 10, 20, 20), {}},
               {kMin, MakeLTRB(-32768, -32768, 32767, 32767), {}},
               {kMax, MakeLTRB(-32768, -32768, 32767, 32767), {}}};
   for (const auto& row : rows) {
