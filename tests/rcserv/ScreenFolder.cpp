@@ -3,13 +3,15 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <cstdlib>
+
 #include "common/KCFolderManager.h"
 #include "platform/System.h"
 
 namespace test {
 
 ScreenFolderTest::ScreenFolderTest() {
-  folder_.BecomeTmpdir();
+  setenv("TMPDIR", folder_.Path().c_str(), 1);
   SetRootFolder(folder_.Path().c_str());
 }
 

@@ -2,17 +2,16 @@
 
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
+#include <utility>
 
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitFor.h"
 
 extern char** environ;
@@ -21,33 +20,16 @@ namespace test {
 
 namespace {
 
-struct Pipe {
-  int readEnd;
-  int writeEnd;
-};
-
-Pipe MakePipe() {
-  std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("cannot make a pipe");
-  return {ends[0], ends[1]};
-}
-
-std::string ReadAll(int fd) {
-  std::string all;
-  std::array<char, 4096> part;
-  for (ssize_t count = 0; (count = read(fd, part.data(), part.size())) > 0;)
-    all.append(part.data(), static_cast<size_t>(count));
-  return all;
-}
-
-std::string KernelName(pid_t pid) {
-  std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
-  std::string name;
-  std::getline(file, name);
-  return name;
-}
+std::string PathOf(const platform::UniqueFd& fd) { return "/proc/self/fd/" + std::to_string(fd.Get()); }
 
 }  // namespace
+
+Pipe::Pipe() {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("cannot make a pipe");
+  readEnd.Reset(ends[0]);
+  writeEnd.Reset(ends[1]);
+}
 
 pid_t Spawn(const std::vector<std::string>& command, const StandardFiles& files) {
   std::vector<char*> argv;
@@ -63,12 +45,11 @@ pid_t Spawn(const std::vector<std::string>& command, const StandardFiles& files)
                                      O_WRONLY | O_CREAT | O_APPEND, S_IRUSR | S_IWUSR);
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
-  sigset_t none;
-  sigset_t all;
-  sigemptyset(&none);
-  sigfillset(&all);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setsigdefault(&attributes, &all);
+  sigset_t signals;
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(&attributes, &signals);
+  sigfillset(&signals);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   pid_t pid = -1;
   const int error = posix_spawnp(&pid, argv[0], &actions, &attributes, argv.data(), environ);
@@ -88,41 +69,30 @@ int WaitForChild(pid_t pid) {
 }
 
 ChildResult RunInChild(const std::function<void()>& body) {
-  const Pipe errors = MakePipe();
+  Pipe errors;
   const pid_t pid = fork();
   if (pid < 0) throw std::runtime_error("cannot fork");
   if (pid == 0) {
-    dup2(errors.writeEnd, STDERR_FILENO);
+    dup2(errors.writeEnd.Get(), STDERR_FILENO);
     body();
     _exit(0);
   }
-  close(errors.writeEnd);
-  ChildResult result;
-  result.errors = ReadAll(errors.readEnd);
-  close(errors.readEnd);
-  result.status = WaitForChild(pid);
-  return result;
+  errors.writeEnd.Reset();
+  std::string said = FileText(PathOf(errors.readEnd));
+  return {WaitForChild(pid), std::move(said)};
 }
 
 WaitingProgram::WaitingProgram(const std::vector<std::string>& command) {
-  const Pipe input = MakePipe();
-  input_ = input.writeEnd;
-  pid_ = Spawn(command, {.input = "/proc/self/fd/" + std::to_string(input.readEnd)});
-  close(input.readEnd);
+  pid_ = Spawn(command, {.input = PathOf(input_.readEnd)});
   // posix_spawn comes back a moment before the kernel sets the new name.
-  constexpr size_t kKernelNameSize = 15;
-  const std::string name =
-      std::filesystem::path(command.front()).filename().string().substr(0, kKernelNameSize);
-  if (!WaitFor([&] { return KernelName(pid_) == name; })) {
-    End();
-    close(input_);
-    throw std::runtime_error("the kernel does not show " + command.front());
-  }
+  const std::string name = std::filesystem::path(command.front()).filename().string().substr(0, 15) + "\n";
+  if (WaitFor([&] { return FileText("/proc/" + std::to_string(pid_) + "/comm") == name; })) return;
+  End();
+  throw std::runtime_error("the kernel does not show " + command.front());
 }
 
 WaitingProgram::~WaitingProgram() {
   if (pid_ > 0) End();
-  close(input_);
 }
 
 int WaitingProgram::Wait() {

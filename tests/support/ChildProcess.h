@@ -1,12 +1,19 @@
 // Other processes of a test: a piece of code in one of its own, and programs that wait to be looked at.
 #pragma once
-#include <sys/types.h>
-
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "platform/Handles.h"
+
 namespace test {
+
+// Both ends are closed when another program starts.
+struct Pipe {
+  // Throws std::runtime_error.
+  Pipe();
+  platform::UniqueFd readEnd, writeEnd;
+};
 
 struct ChildResult {
   int status = 0;      // the exit status, or 128 + the signal that ended it
@@ -36,8 +43,6 @@ class WaitingProgram {
   // Starts `command` and waits until the kernel shows it under the new name. Throws std::runtime_error.
   explicit WaitingProgram(const std::vector<std::string>& command);
   ~WaitingProgram();
-  WaitingProgram(const WaitingProgram&) = delete;
-  WaitingProgram& operator=(const WaitingProgram&) = delete;
 
   [[nodiscard]] pid_t Pid() const { return pid_; }
   // Waits for its end: then there is no process of that number any more. The exit status, or 128 + the
@@ -48,7 +53,7 @@ class WaitingProgram {
 
  private:
   pid_t pid_ = -1;
-  int input_ = -1;
+  Pipe input_;
 };
 
 }  // namespace test

@@ -40,10 +40,6 @@ ObserverProcess::~ObserverProcess() {
   waitpid(pid_, nullptr, 0);
 }
 
-std::string ObserverProcess::Executable() const {
-  return Root() + "/bin/kvobserve.app/Contents/MacOS/kvobserve";
-}
-
 void ObserverProcess::Start(const std::vector<std::string>& arguments) {
   std::vector<std::string> command = {Executable()};
   command.insert(command.end(), arguments.begin(), arguments.end());
@@ -61,7 +57,5 @@ std::optional<int> ObserverProcess::WaitForEnd(std::chrono::milliseconds limit) 
   pid_ = -1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
-
-std::string ObserverProcess::Log() const { return FileText(Root() + "/Korvane.log"); }
 
 }  // namespace test

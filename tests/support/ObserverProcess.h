@@ -1,8 +1,6 @@
 // A real observer process, run from a copy of its bundle: root, log, process-ID files and sockets are a
 // test's own.
 #pragma once
-#include <sys/types.h>
-
 #include <chrono>
 #include <optional>
 #include <string>
@@ -24,8 +22,6 @@ class ObserverProcess {
   explicit ObserverProcess(const std::string& bundle);
   // Kills what still runs.
   ~ObserverProcess();
-  ObserverProcess(const ObserverProcess&) = delete;
-  ObserverProcess& operator=(const ObserverProcess&) = delete;
 
   // Starts it on the display of $DISPLAY; standard error goes to StandardErrorPath(). Throws when it cannot
   // be started.
@@ -40,12 +36,14 @@ class ObserverProcess {
   [[nodiscard]] pid_t Pid() const { return pid_; }
   [[nodiscard]] std::string Root() const { return folder_ / "agent"; }
   [[nodiscard]] std::string Temporary() const { return folder_ / "tmp"; }
-  [[nodiscard]] std::string Executable() const;
+  [[nodiscard]] std::string Executable() const {
+    return Root() + "/bin/kvobserve.app/Contents/MacOS/kvobserve";
+  }
   [[nodiscard]] std::string EndpointPath() const { return Temporary() + "/observe"; }
   [[nodiscard]] std::string ScreenSocketPath() const { return Temporary() + "/sipc.uds"; }
   [[nodiscard]] std::string StandardErrorPath() const { return folder_ / "stderr"; }
   // The whole log file; empty when there is none.
-  [[nodiscard]] std::string Log() const;
+  [[nodiscard]] std::string Log() const { return FileText(Root() + "/Korvane.log"); }
 
  private:
   TemporaryFolder folder_;

@@ -1,7 +1,5 @@
 #include "tests/support/TemporaryFolder.h"
 
-#include <sys/stat.h>
-
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -20,17 +18,13 @@ TemporaryFolder::~TemporaryFolder() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-void TemporaryFolder::BecomeTmpdir() const { setenv("TMPDIR", path_.c_str(), 1); }
-
 std::string FileText(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
 mode_t FilePermissions(const std::string& path) {
-  struct stat found {};
-  if (stat(path.c_str(), &found) != 0) throw std::runtime_error("there is no " + path);
-  return found.st_mode & 07777;
+  return static_cast<mode_t>(std::filesystem::status(path).permissions());
 }
 
 }  // namespace test

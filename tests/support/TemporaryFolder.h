@@ -17,17 +17,13 @@ class TemporaryFolder {
   [[nodiscard]] const std::filesystem::path& Path() const { return path_; }
   [[nodiscard]] std::string operator/(const std::string& name) const { return path_ / name; }
 
-  // Names this folder in TMPDIR, so that this process and its children keep their sockets and shared files
-  // here.
-  void BecomeTmpdir() const;
-
  private:
   std::filesystem::path path_;
 };
 
 // All of a file; empty when there is none.
 [[nodiscard]] std::string FileText(const std::string& path);
-// The lower twelve bits of its mode. Throws std::runtime_error when there is no such file.
+// The lower twelve bits of its mode; 0 when there is no such file.
 [[nodiscard]] mode_t FilePermissions(const std::string& path);
 
 }  // namespace test

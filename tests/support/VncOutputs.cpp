@@ -6,14 +6,20 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "platform/System.h"
+#include "tests/support/ObserverProcess.h"
 
 namespace test {
 
 std::vector<std::string> VncOutputs::ServerArguments() const { return {"-rfbunixpath", folder_ / "rfb"}; }
 
 void VncOutputs::Set(const std::vector<Output>& outputs) {
-  if (!socket_) Connect();
+  if (!socket_) {
+    socket_ = ConnectTo(folder_ / "rfb");
+    if (!socket_) throw std::runtime_error("no way to the server's outputs");
+    // "RFB 003.008", no password, others may stay; then one encoding that is understood: -308, the extended
+    // desktop size. What the server answers is known, and left unread.
+    Send({0x5246, 0x4220, 0x3030, 0x332E, 0x3030, 0x380A, 0x0101, 0x0200, 1, 0xFFFF, 0xFECC});
+  }
   constexpr uint16_t kSetDesktopSize = 251 << 8;
   std::vector<uint16_t> message = {kSetDesktopSize, 0, 0, static_cast<uint16_t>(outputs.size() << 8)};
   uint16_t id = 0;
@@ -23,17 +29,6 @@ void VncOutputs::Set(const std::vector<Output>& outputs) {
     message[2] = std::max<uint16_t>(message[2], y + height);
   }
   Send(message);
-}
-
-void VncOutputs::Connect() {
-  sockaddr_storage address{};
-  const socklen_t length = platform::MakeLocalAddress(folder_ / "rfb", address);
-  socket_.Reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (connect(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), length) != 0)
-    throw std::runtime_error("no way to the server's outputs");
-  // "RFB 003.008", no password, others may stay; then one encoding that is understood: -308, the extended
-  // desktop size. What the server answers is known, and left unread.
-  Send({0x5246, 0x4220, 0x3030, 0x332E, 0x3030, 0x380A, 0x0101, 0x0200, 1, 0xFFFF, 0xFECC});
 }
 
 void VncOutputs::Send(std::vector<uint16_t> words) {

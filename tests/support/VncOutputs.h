@@ -24,7 +24,6 @@ class VncOutputs {
   void Set(const std::vector<Output>& outputs);
 
  private:
-  void Connect();
   // A message of the remote frame-buffer protocol, version 3.8 (RFC 6143), and of its registered extension
   // for screens: all of ours are made of 16-bit words.
   void Send(std::vector<uint16_t> words);

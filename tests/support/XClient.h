@@ -3,7 +3,6 @@
 #pragma once
 #include <cstdint>
 #include <memory>
-#include <string>
 #include <vector>
 
 struct xcb_connection_t;
@@ -17,9 +16,6 @@ class XClient {
  public:
   // The server that DISPLAY names. Throws std::runtime_error when it cannot be reached.
   XClient();
-  ~XClient();
-  XClient(const XClient&) = delete;
-  XClient& operator=(const XClient&) = delete;
 
   // Paints on the root.
   void Fill(int x, int y, int width, int height, uint32_t pixel);
@@ -47,6 +43,8 @@ class XClient {
   std::unique_ptr<xcb_connection_t, Disconnect> connection_;
   const xcb_screen_t* screen_ = nullptr;
   uint32_t context_ = 0;
+  size_t bytes_ = 0;  // of a pixel
+  uint32_t mask_ = 0;
 };
 
 }  // namespace test

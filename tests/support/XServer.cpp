@@ -3,12 +3,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
-#include <sstream>
 #include <stdexcept>
 
-#include "platform/Handles.h"
 #include "tests/support/ChildProcess.h"
 
 namespace test {
@@ -16,36 +13,31 @@ namespace {
 
 std::vector<std::string> CommandLine(const XServerOptions& options, int readyFd) {
   const std::string size = std::to_string(options.width) + "x" + std::to_string(options.height);
-  const std::string fd = std::to_string(readyFd);
-  std::vector<std::string> command;
-  if (options.kind == XServerOptions::Kind::kXvfb) {
-    const std::string screen = size + "x" + std::to_string(options.depth);
-    command = {"Xvfb", "-displayfd", fd, "-screen", "0", screen, "-nolisten", "tcp", "-noreset"};
-  } else {
-    const std::string depth = std::to_string(options.depth);
-    command = {"Xvnc",           "-displayfd", fd,         "-geometry", size,        "-depth", depth,
-               "-SecurityTypes", "None",       "-rfbport", "-1",        "-nolisten", "tcp",    "-noreset"};
-  }
-  command.insert(command.end(), options.extra.begin(), options.extra.end());
+  const std::string depth = std::to_string(options.depth);
   // A test that is killed takes its server with it.
-  command.insert(command.begin(), {"setpriv", "--pdeathsig", "TERM"});
+  std::vector<std::string> command = {"setpriv", "--pdeathsig", "TERM"};
+  const auto add = [&command](const std::vector<std::string>& more) {
+    command.insert(command.end(), more.begin(), more.end());
+  };
+  if (options.kind == XServerOptions::Kind::kXvfb)
+    add({"Xvfb", "-screen", "0", size + "x" + depth});
+  else
+    add({"Xvnc", "-geometry", size, "-depth", depth, "-SecurityTypes", "None", "-rfbport", "-1"});
+  add({"-displayfd", std::to_string(readyFd), "-nolisten", "tcp", "-noreset"});
+  add(options.extra);
   return command;
 }
 
 }  // namespace
 
 XServer::XServer(const XServerOptions& options) {
-  int ends[2] = {-1, -1};
-  if (pipe(ends) != 0) throw std::runtime_error("no pipe for the X server's number");
-  const platform::UniqueFd readEnd(ends[0]);
-  platform::UniqueFd writeEnd(ends[1]);
-  fcntl(readEnd.Get(), F_SETFD, FD_CLOEXEC);
-  const std::vector<std::string> command = CommandLine(options, writeEnd.Get());
-  pid_ = Spawn(command, {.input = "/dev/null", .error = "/dev/null"});
-  writeEnd.Reset();  // so that read() ends when the server ends
+  Pipe ready;
+  fcntl(ready.writeEnd.Get(), F_SETFD, 0);  // the server's to write to
+  pid_ = Spawn(CommandLine(options, ready.writeEnd.Get()), {.input = "/dev/null", .error = "/dev/null"});
+  ready.writeEnd.Reset();  // so that read() ends when the server ends
   std::string number;
   char digit = 0;
-  while (read(readEnd.Get(), &digit, 1) == 1 && digit != '\n') number += digit;
+  while (read(ready.readEnd.Get(), &digit, 1) == 1 && digit != '\n') number += digit;
   if (number.empty()) {
     End(SIGKILL);
     throw std::runtime_error(
@@ -54,13 +46,6 @@ XServer::XServer(const XServerOptions& options) {
   display_ = ":" + number;
   setenv("DISPLAY", display_.c_str(), 1);
 }
-
-XServer::~XServer() { Terminate(); }
-
-void XServer::Terminate() { End(SIGTERM); }
-void XServer::Kill() { End(SIGKILL); }
-void XServer::Freeze() const { Signal(SIGSTOP); }
-void XServer::Thaw() const { Signal(SIGCONT); }
 
 // Numbers below 1 would reach whole groups of processes.
 void XServer::Signal(int signal) const {
@@ -77,10 +62,11 @@ void XServer::SetMonitors(const std::vector<Monitor>& monitors) {
     run({"xrandr", "--delmonitor", monitor.name.substr(monitor.name[0] == '*' ? 1 : 0)});
   monitors_.clear();
   for (const Monitor& monitor : monitors) {
-    std::ostringstream geometry;
-    geometry << monitor.width << "/1x" << monitor.height << "/1+" << monitor.x << "+" << monitor.y;
+    const auto& [name, x, y, width, height] = monitor;
+    const std::string geometry = std::to_string(width) + "/1x" + std::to_string(height) + "/1+" +
+                                 std::to_string(x) + "+" + std::to_string(y);
     // The output goes to the first one, in place of the server's own monitor.
-    run({"xrandr", "--setmonitor", monitor.name, geometry.str(), monitors_.empty() ? "screen" : "none"});
+    run({"xrandr", "--setmonitor", name, geometry, monitors_.empty() ? "screen" : "none"});
     monitors_.push_back(monitor);
   }
 }

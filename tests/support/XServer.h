@@ -1,7 +1,6 @@
 // A real X server of a test's own, without a screen: Xvfb, or Xvnc where outputs must come and go.
 #pragma once
-#include <sys/types.h>
-
+#include <csignal>
 #include <string>
 #include <vector>
 
@@ -23,7 +22,7 @@ class XServer {
  public:
   // Throws std::runtime_error when the server cannot be started, which fails the test.
   explicit XServer(const XServerOptions& options = {});
-  ~XServer();
+  ~XServer() { Terminate(); }
   XServer(const XServer&) = delete;
   XServer& operator=(const XServer&) = delete;
 
@@ -32,12 +31,12 @@ class XServer {
   [[nodiscard]] pid_t Pid() const { return pid_; }
 
   // Ends the server in an orderly way, which the destructor does too; nothing when it has ended.
-  void Terminate();
+  void Terminate() { End(SIGTERM); }
   // The server is gone from one moment to the next.
-  void Kill();
+  void Kill() { End(SIGKILL); }
   // The server stops answering and goes on.
-  void Freeze() const;
-  void Thaw() const;
+  void Freeze() const { Signal(SIGSTOP); }
+  void Thaw() const { Signal(SIGCONT); }
 
   struct Monitor {
     std::string name;  // with a star in front: the primary one
