@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <future>
 #include <string>
 #include <thread>
 
@@ -29,13 +30,22 @@ void Require(bool fine, const char* what) {
   std::exit(1);
 }
 
-// Nothing between the caller and ZeroMQ. Ends with a request whose payload is empty.
+// Nothing between the caller and ZeroMQ. As in the broker, each thread makes the socket that it uses, for
+// where ZeroMQ's own threads begin decides on which cores they stay. Ends with a request whose payload is
+// empty.
 class BarePair {
  public:
   explicit BarePair(const std::string& endpoint) {
-    Require(zmq_bind(server_, endpoint.c_str()) == 0, "zmq_bind");
+    std::promise<void> bound;
+    thread_ = std::thread([this, &endpoint, &bound] {
+      server_ = zmq_socket(serverContext_, ZMQ_REP);
+      Require(zmq_bind(server_, endpoint.c_str()) == 0, "zmq_bind");
+      bound.set_value();
+      Serve();
+    });
+    bound.get_future().wait();
+    client_ = zmq_socket(clientContext_, ZMQ_REQ);
     Require(zmq_connect(client_, endpoint.c_str()) == 0, "zmq_connect");
-    thread_ = std::thread([this] { Serve(); });
   }
   ~BarePair() {
     Request(0);
@@ -72,8 +82,8 @@ class BarePair {
 
   void* serverContext_ = zmq_ctx_new();
   void* clientContext_ = zmq_ctx_new();
-  void* server_ = zmq_socket(serverContext_, ZMQ_REP);
-  void* client_ = zmq_socket(clientContext_, ZMQ_REQ);
+  void* server_ = nullptr;
+  void* client_ = nullptr;
   std::thread thread_;
 };
 
