@@ -19,6 +19,7 @@
 #include "common/KCFolderManager.h"
 #include "common/KCPidUtils.h"
 #include "common/StCFTypeRef.h"
+#include "platform/FormatText.h"
 #include "platform/Handles.h"
 #include "platform/System.h"
 
@@ -32,18 +33,6 @@ constexpr int32_t kActionAlert = 2;
 
 // Null until the first use; filled once.
 std::atomic<const char*> gDebugProcessName = nullptr;
-
-__attribute__((format(printf, 1, 0))) std::string FormatText(const char* format, va_list arguments) {
-  va_list copy;
-  va_copy(copy, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, copy);
-  va_end(copy);
-  if (length < 0) return {};
-  std::string text(static_cast<size_t>(length) + 1, '\0');
-  std::vsnprintf(text.data(), text.size(), format, arguments);
-  text.pop_back();
-  return text;
-}
 
 // "Sat Nov 21 09:05:07 2026 [00042] name : "
 std::string LinePrefix() {
@@ -97,7 +86,7 @@ void KCDebugging::DebugLog(const char* format, ...) {
 }
 
 void KCDebugging::DebugLog(const char* format, va_list arguments) {
-  const std::string message = FormatText(format, arguments);
+  const std::string message = platform::FormatText(format, arguments);
   const std::string line = LinePrefix() + message;
   platform::WriteLine(STDERR_FILENO, line);
 

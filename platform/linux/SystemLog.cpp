@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/FormatText.h"
 #include "platform/System.h"
 #include "platform/linux/LogLine.h"
 
@@ -26,18 +27,6 @@ namespace {
 constexpr int kAllLevels = ASL_FILTER_MASK_UPTO(ASL_LEVEL_DEBUG);
 // What a client, and a call without one, sends to the log daemon at first.
 constexpr int kDefaultFilter = ASL_FILTER_MASK_UPTO(ASL_LEVEL_NOTICE);
-
-__attribute__((format(printf, 1, 0))) std::string FormatText(const char* format, va_list arguments) {
-  va_list copy;
-  va_copy(copy, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, copy);
-  va_end(copy);
-  if (length < 0) return {};
-  std::string text(static_cast<size_t>(length) + 1, '\0');
-  std::vsnprintf(text.data(), text.size(), format, arguments);
-  text.pop_back();
-  return text;
-}
 
 }  // namespace
 
@@ -71,7 +60,7 @@ int asl_log(aslclient client, aslmsg, int level, const char* format, ...) {
   if (format == nullptr || level < ASL_LEVEL_EMERG || level > ASL_LEVEL_DEBUG) return -1;
   va_list arguments;
   va_start(arguments, format);
-  const std::string text = FormatText(format, arguments);
+  const std::string text = platform::FormatText(format, arguments);
   va_end(arguments);
 
   const std::string sender = client != nullptr ? client->ident : platform::LogSender();
