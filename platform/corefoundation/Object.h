@@ -11,7 +11,24 @@
 namespace platform::cf {
 
 // What CFGetTypeID answers; stable within a process only.
-enum class Type : CFTypeID { kString = 1, kData, kNumber, kURL, kBundle, kRunLoop };
+enum class Type : CFTypeID {
+  kString = 1,
+  kData,
+  kNumber,
+  kBoolean,
+  kDate,
+  kArray,
+  kDictionary,
+  kUUID,
+  kURL,
+  kError,
+  kReadStream,
+  kBundle,
+  kRunLoop,
+  kRunLoopSource,
+  kRunLoopTimer,
+  kMessagePort
+};
 
 // Ends the process: a call that the interface forbids was made. `what` names it.
 [[noreturn]] void Fault(const char* what);

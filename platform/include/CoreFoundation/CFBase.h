@@ -23,16 +23,30 @@ using CFTypeID = unsigned long;
 using CFHashCode = unsigned long;
 using CFOptionFlags = unsigned long;
 using CFTimeInterval = double;
+using CFAbsoluteTime = double;  // seconds since the start of 2001, UTC
 using CFTypeRef = const void*;
+using CFPropertyListRef = CFTypeRef;
 
 using CFAllocatorRef = const struct __CFAllocator*;
 using CFStringRef = const struct __CFString*;
+using CFMutableStringRef = struct __CFString*;
 using CFDataRef = const struct __CFData*;
 using CFNumberRef = const struct __CFNumber*;
+using CFBooleanRef = const struct __CFBoolean*;
+using CFDateRef = const struct __CFDate*;
+using CFArrayRef = const struct __CFArray*;
+using CFMutableArrayRef = struct __CFArray*;
 using CFDictionaryRef = const struct __CFDictionary*;
+using CFMutableDictionaryRef = struct __CFDictionary*;
+using CFUUIDRef = const struct __CFUUID*;
 using CFURLRef = const struct __CFURL*;
+using CFErrorRef = struct __CFError*;
+using CFReadStreamRef = struct __CFReadStream*;
 using CFBundleRef = struct __CFBundle*;
 using CFRunLoopRef = struct __CFRunLoop*;
+using CFRunLoopSourceRef = struct __CFRunLoopSource*;
+using CFRunLoopTimerRef = struct __CFRunLoopTimer*;
+using CFMessagePortRef = struct __CFMessagePort*;
 
 struct CFRange {
   CFIndex location;

@@ -1,4 +1,4 @@
-// The bundle that the running program lies in.
+// Bundles: folders with an Info.plist and resources in several languages.
 #pragma once
 #include <CoreFoundation/CFBase.h>
 
@@ -10,5 +10,25 @@ CFTypeID CFBundleGetTypeID();
 // folder.
 CFBundleRef CFBundleGetMainBundle();
 CFURLRef CFBundleCopyBundleURL(CFBundleRef bundle);
+
+// Null when there is no folder at `url`.
+CFBundleRef CFBundleCreate(CFAllocatorRef allocator, CFURLRef url);
+
+// Borrowed: the Info.plist, empty when there is none.
+CFDictionaryRef CFBundleGetInfoDictionary(CFBundleRef bundle);
+// Borrowed; a value in the user's language first. Null when there is none.
+CFTypeRef CFBundleGetValueForInfoDictionaryKey(CFBundleRef bundle, CFStringRef key);
+
+// The text of `key` in the table (null: "Localizable") in the process's own language; `value` when it is
+// missing, and the key when that is null or empty. The caller releases.
+CFStringRef CFBundleCopyLocalizedString(CFBundleRef bundle, CFStringRef key, CFStringRef value,
+                                        CFStringRef table);
+// The names of the bundle's ".lproj" folders.
+CFArrayRef CFBundleCopyBundleLocalizations(CFBundleRef bundle);
+// Those of `localizations` that suit the preferred languages, best first.
+CFArrayRef CFBundleCopyLocalizationsForPreferences(CFArrayRef localizations, CFArrayRef preferences);
+// A file NAME.TYPE of that ".lproj" folder; null when there is none. `subfolder` may be null.
+CFURLRef CFBundleCopyResourceURLForLocalization(CFBundleRef bundle, CFStringRef name, CFStringRef type,
+                                                CFStringRef subfolder, CFStringRef localization);
 
 }  // extern "C"

@@ -1,4 +1,4 @@
-// Numbers: signed 64-bit integers and doubles behind one type.
+// Numbers, which are signed 64-bit integers or doubles behind one type, and the two booleans.
 #pragma once
 #include <CoreFoundation/CFBase.h>
 
@@ -26,5 +26,11 @@ CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const vo
 
 // Always writes `value`; false when the conversion lost something.
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
+
+// The only two; a number never equals one of them.
+extern const CFBooleanRef kCFBooleanTrue;
+extern const CFBooleanRef kCFBooleanFalse;
+CFTypeID CFBooleanGetTypeID();
+Boolean CFBooleanGetValue(CFBooleanRef boolean);
 
 }  // extern "C"

@@ -50,8 +50,35 @@ Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size, CFStr
 CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding, UInt8 lossByte,
                          Boolean isExternalRepresentation, UInt8* buffer, CFIndex size, CFIndex* usedBytes);
 
-// By UTF-16 units; `options` 0 is the only choice.
+enum CFStringCompareFlags : CFOptionFlags { kCFCompareCaseInsensitive = 1 };
+
+// By UTF-16 units.
 CFComparisonResult CFStringCompare(CFStringRef a, CFStringRef b, CFOptionFlags options);
+
+// False for an empty prefix or suffix.
+Boolean CFStringHasPrefix(CFStringRef string, CFStringRef prefix);
+Boolean CFStringHasSuffix(CFStringRef string, CFStringRef suffix);
+// The first place; (kCFNotFound, 0) when there is none, as for an empty text.
+CFRange CFStringFind(CFStringRef string, CFStringRef text, CFOptionFlags options);
+
+// Skips white space, stops at the first character that does not fit, saturates at the 32-bit limits.
+SInt32 CFStringGetIntValue(CFStringRef string);
+
+CFStringRef CFStringCreateCopy(CFAllocatorRef allocator, CFStringRef string);
+CFStringRef CFStringCreateWithSubstring(CFAllocatorRef allocator, CFStringRef string, CFRange range);
+
+// ---- strings that change: one thread at a time; `maxLength` 0 means no limit and is the only choice
+
+CFMutableStringRef CFStringCreateMutable(CFAllocatorRef allocator, CFIndex maxLength);
+CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef allocator, CFIndex maxLength, CFStringRef string);
+void CFStringAppend(CFMutableStringRef string, CFStringRef text);
+// Within `range`; how many were replaced.
+CFIndex CFStringFindAndReplace(CFMutableStringRef string, CFStringRef text, CFStringRef replacement,
+                               CFRange range, CFOptionFlags options);
+// Takes whole `text`s off both ends.
+void CFStringTrim(CFMutableStringRef string, CFStringRef text);
+// A null locale is the only choice: the mapping of the Unicode tables.
+void CFStringLowercase(CFMutableStringRef string, const void* locale);
 
 CFStringRef __CFStringMakeConstantString(const char* text);
 

@@ -1,4 +1,4 @@
-// File URLs: the part of the URL interface that walks paths.
+// URLs, above all those of files.
 #pragma once
 #include <CoreFoundation/CFBase.h>
 
@@ -19,5 +19,15 @@ CFURLRef CFURLCreateCopyDeletingLastPathComponent(CFAllocatorRef allocator, CFUR
 CFStringRef CFURLCopyLastPathComponent(CFURLRef url);
 // Borrowed, with percent escapes; of a relative path the relative text.
 CFStringRef CFURLGetString(CFURLRef url);
+
+enum CFURLPathStyle : CFIndex { kCFURLPOSIXPathStyle = 0 };
+
+// Of a file, as the function above.
+CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef allocator, CFStringRef path, CFURLPathStyle style,
+                                       Boolean isDirectory);
+// Null when the text is no URL: blanks, characters outside ASCII, broken escapes. The base is null.
+CFURLRef CFURLCreateWithString(CFAllocatorRef allocator, CFStringRef text, CFURLRef base);
+// The path without escapes; null when the URL has none.
+CFStringRef CFURLCopyFileSystemPath(CFURLRef url, CFURLPathStyle style);
 
 }  // extern "C"

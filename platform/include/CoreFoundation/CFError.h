@@ -1,0 +1,12 @@
+// Why a call failed.
+#pragma once
+#include <CoreFoundation/CFBase.h>
+
+extern "C" {
+
+CFTypeID CFErrorGetTypeID();
+CFIndex CFErrorGetCode(CFErrorRef error);
+// A sentence for people.
+CFStringRef CFErrorCopyDescription(CFErrorRef error);
+
+}  // extern "C"

@@ -1,0 +1,59 @@
+// Named message ports between processes of one machine.
+//
+// Any thread, except that a port is invalidated only once.
+#pragma once
+#include <CoreFoundation/CFBase.h>
+
+extern "C" {
+
+enum : SInt32 {
+  kCFMessagePortSuccess = 0,
+  kCFMessagePortSendTimeout = -1,
+  kCFMessagePortReceiveTimeout = -2,
+  kCFMessagePortIsInvalid = -3,
+  kCFMessagePortTransportError = -4,
+  kCFMessagePortBecameInvalidError = -5
+};
+
+struct CFMessagePortContext {
+  CFIndex version;  // 0
+  void* info;
+  const void* (*retain)(const void* info);
+  void (*release)(const void* info);
+  CFStringRef (*copyDescription)(const void* info);
+};
+
+// Answers a request on the run loop that its port's source was added to. `data` is borrowed; the reply, which
+// may be null, is released by the platform.
+using CFMessagePortCallBack = CFDataRef (*)(CFMessagePortRef local, SInt32 messageId, CFDataRef data,
+                                            void* info);
+using CFMessagePortInvalidationCallBack = void (*)(CFMessagePortRef port, void* info);
+
+CFTypeID CFMessagePortGetTypeID();
+
+// Null when another process has the name. `shouldFreeInfo` may be null.
+CFMessagePortRef CFMessagePortCreateLocal(CFAllocatorRef allocator, CFStringRef name,
+                                          CFMessagePortCallBack callback, CFMessagePortContext* context,
+                                          Boolean* shouldFreeInfo);
+// Null when there is no port of that name.
+CFMessagePortRef CFMessagePortCreateRemote(CFAllocatorRef allocator, CFStringRef name);
+
+// Borrowed.
+CFStringRef CFMessagePortGetName(CFMessagePortRef port);
+void CFMessagePortSetInvalidationCallBack(CFMessagePortRef port, CFMessagePortInvalidationCallBack callback);
+// Ends the port and its sources and calls the invalidation callback, once.
+void CFMessagePortInvalidate(CFMessagePortRef port);
+Boolean CFMessagePortIsValid(CFMessagePortRef port);
+
+// Where requests of a local port are answered. The caller releases.
+CFRunLoopSourceRef CFMessagePortCreateRunLoopSource(CFAllocatorRef allocator, CFMessagePortRef local,
+                                                    CFIndex order);
+
+// Sends and, when `replyMode` is not null, waits for the reply while the calling thread's run loop runs in
+// that mode. Time-outs in seconds. `data` and `reply` may be null; the caller releases the reply, which is
+// null when the other side had none to give.
+SInt32 CFMessagePortSendRequest(CFMessagePortRef remote, SInt32 messageId, CFDataRef data,
+                                CFTimeInterval sendTimeout, CFTimeInterval receiveTimeout,
+                                CFStringRef replyMode, CFDataRef* reply);
+
+}  // extern "C"
