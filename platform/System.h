@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/Handles.h"
 
@@ -53,9 +54,30 @@ std::string UserTemporaryFolder();
 // there.
 bool CreateFolders(const std::string& path);
 
+// When the file was made, in seconds since 1970; where the file system does not keep that, its last change.
+// Nothing when there is no such file.
+std::optional<double> FileCreationTime(const std::string& path);
+
 // Reserves the blocks of the first `length` bytes, so that writing them through a map cannot fail. 0 or an
 // errno value.
 int ReserveFileBlocks(int fd, int64_t length);
+
+// ---- the system's own description
+// -------------------------------------------------------------------------------------
+
+// Where the system describes itself; an empty path: it does not.
+struct SystemFiles {
+  std::string version;        // a property list with "ProductName" and "ProductVersion"
+  std::string serverVersion;  // the same, of a server release only
+  std::string profiler;       // a program that prints a property list: PROFILER -xml DATATYPE
+};
+SystemFiles GetSystemFiles();
+// Other ones in their place, from now on and for this process.
+void SetSystemFiles(SystemFiles files);
+
+// The languages that the user's environment asks for, best first, as "de-CH" or "zh-Hans-CN"; none when it
+// asks for none.
+std::vector<std::string> PreferredLanguages();
 
 // ---- sockets
 // ---------------------------------------------------------------------------------------------------

@@ -1,4 +1,4 @@
-// Folders, blocks of a file, the executable's path.
+// Folders, blocks and age of a file, the executable's path.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <system_error>
 
@@ -71,6 +72,15 @@ int ReserveFileBlocks(int fd, int64_t length) {
     error = posix_fallocate(fd, 0, length);
   } while (error == EINTR);
   return error;
+}
+
+std::optional<double> FileCreationTime(const std::string& path) {
+  struct statx found {};
+  if (statx(AT_FDCWD, path.c_str(), 0, STATX_BTIME | STATX_MTIME, &found) != 0) return std::nullopt;
+  // Some file systems know the field and fill it with 0.
+  const bool kept = (found.stx_mask & STATX_BTIME) != 0 && found.stx_btime.tv_sec != 0;
+  const statx_timestamp& time = kept ? found.stx_btime : found.stx_mtime;
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
 std::string ExecutablePath() {
