@@ -38,6 +38,8 @@ CFIndex Object::RetainCount() const noexcept {
   return immortal_ ? std::numeric_limits<CFIndex>::max() : count_.load(std::memory_order_relaxed);
 }
 
+std::u16string Object::ElementText(size_t) const { return QuotedUnlessWord(Text()); }
+
 std::u16string Describe(const char* kind, const void* address, const std::u16string& details) {
   char head[64];
   std::snprintf(head, sizeof head, "<%s %p>{", kind, address);

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <string>
+#include <utility>
 
 namespace platform::cf {
 
@@ -44,7 +45,7 @@ class Object {
   [[nodiscard]] CFIndex RetainCount() const noexcept;
 
   // From now on Retain and Release have no effect. Only before another thread sees the object.
-  void MakeImmortal() noexcept { immortal_ = true; }
+  constexpr void MakeImmortal() noexcept { immortal_ = true; }
 
   [[nodiscard]] Type GetType() const noexcept { return type_; }
 
@@ -56,16 +57,40 @@ class Object {
   [[nodiscard]] virtual std::u16string Description() const = 0;
   // What "%@" shows.
   [[nodiscard]] virtual std::u16string Text() const { return Description(); }
+  // What a container shows, whose own lines begin at `indent` blanks: the text, in quotes where it would not
+  // read as one word.
+  [[nodiscard]] virtual std::u16string ElementText(size_t indent) const;
 
  protected:
   // With one reference, the maker's.
-  explicit Object(Type type) noexcept : type_(type) {}
+  constexpr explicit Object(Type type) noexcept : type_(type) {}
   virtual ~Object() = default;
 
  private:
   const Type type_;
   bool immortal_ = false;
   mutable std::atomic<CFIndex> count_{1};
+};
+
+// Keeps a value alive.
+class Kept {
+ public:
+  // One more reference; null is a fault.
+  explicit Kept(CFTypeRef value) : value_(CFRetain(value)) {}
+  Kept(const Kept& other) : Kept(other.value_) {}
+  Kept(Kept&& other) noexcept : value_(std::exchange(other.value_, nullptr)) {}
+  Kept& operator=(Kept other) noexcept {
+    std::swap(value_, other.value_);
+    return *this;
+  }
+  ~Kept() {
+    if (value_ != nullptr) CFRelease(value_);
+  }
+
+  [[nodiscard]] CFTypeRef Get() const { return value_; }
+
+ private:
+  CFTypeRef value_;
 };
 
 inline const Object* AsObject(CFTypeRef value) { return static_cast<const Object*>(value); }

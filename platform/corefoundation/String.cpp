@@ -1,6 +1,7 @@
 // Strings: making, reading, comparing, and the constants behind CFSTR.
 #include "platform/corefoundation/String.h"
 
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <limits>
@@ -44,6 +45,15 @@ class ConstantStrings {
   std::map<std::string, CFStringRef, std::less<>> strings_ GUARDED_BY(lock_);
 };
 
+CFStringRef CreateDecoded(std::span<const uint8_t> bytes, CFStringEncoding encoding, ByteOrderMark mark) {
+  auto text = Decode(bytes, encoding, mark);
+  return text ? CreateString(*std::move(text)) : nullptr;
+}
+
+}  // namespace
+
+CFStringRef CreateString(std::u16string text) { return new __CFString(std::move(text)); }
+
 std::u16string_view Slice(CFStringRef string, CFRange range) {
   const auto length = static_cast<CFIndex>(string->units.size());
   if (range.location < 0 || range.length < 0 || range.location > length ||
@@ -54,16 +64,29 @@ std::u16string_view Slice(CFStringRef string, CFRange range) {
       .substr(static_cast<size_t>(range.location), static_cast<size_t>(range.length));
 }
 
-CFStringRef CreateDecoded(std::span<const uint8_t> bytes, CFStringEncoding encoding, ByteOrderMark mark) {
-  auto text = Decode(bytes, encoding, mark);
-  return text ? CreateString(*std::move(text)) : nullptr;
-}
-
-}  // namespace
-
-CFStringRef CreateString(std::u16string text) { return new __CFString(std::move(text)); }
-
 std::u16string Widen(std::string_view ascii) { return {ascii.begin(), ascii.end()}; }
+
+std::u16string QuotedUnlessWord(std::u16string_view text) {
+  constexpr std::u16string_view kWord =
+      u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_$/:.";
+  if (!text.empty() && text.find_first_not_of(kWord) == std::u16string_view::npos)
+    return std::u16string(text);
+  std::u16string quoted = u"\"";
+  for (const char16_t unit : text) {
+    if (unit == u'"' || unit == u'\\') {
+      quoted += {u'\\', unit};
+    } else if (unit == u'\n') {
+      quoted += u"\\n";
+    } else if (unit >= u' ' && unit < 0x7F) {
+      quoted += unit;
+    } else {
+      char escape[8];
+      std::snprintf(escape, sizeof escape, "\\U%04x", unit);
+      quoted += Widen(escape);
+    }
+  }
+  return quoted + u'"';
+}
 
 }  // namespace platform::cf
 
@@ -134,10 +157,13 @@ CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding enc
   return static_cast<CFIndex>(encoded.units);
 }
 
-CFComparisonResult CFStringCompare(CFStringRef a, CFStringRef b, CFOptionFlags) {
-  const int order = a->units.compare(b->units);
-  if (order == 0) return kCFCompareEqualTo;
-  return order < 0 ? kCFCompareLessThan : kCFCompareGreaterThan;
+CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef string) {
+  return string->changes ? platform::cf::CreateString(string->units)
+                         : static_cast<CFStringRef>(CFRetain(string));
+}
+
+CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef string, CFRange range) {
+  return platform::cf::CreateString(std::u16string(platform::cf::Slice(string, range)));
 }
 
 CFStringRef __CFStringMakeConstantString(const char* text) {

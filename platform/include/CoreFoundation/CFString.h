@@ -77,7 +77,7 @@ CFIndex CFStringFindAndReplace(CFMutableStringRef string, CFStringRef text, CFSt
                                CFRange range, CFOptionFlags options);
 // Takes whole `text`s off both ends.
 void CFStringTrim(CFMutableStringRef string, CFStringRef text);
-// A null locale is the only choice: the mapping of the Unicode tables.
+// Character by character, as the Unicode tables say, the same in every locale; `locale` is null.
 void CFStringLowercase(CFMutableStringRef string, const void* locale);
 
 CFStringRef __CFStringMakeConstantString(const char* text);

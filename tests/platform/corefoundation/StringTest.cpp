@@ -98,4 +98,69 @@ TEST(StringTest, AConstantIsOneObjectForItsTextAndCannotBeReleased) {
   EXPECT_EQ(test::UnitsOf(CFSTR("\x9F!")), u"\u00FC!");  // not UTF-8: the system encoding
 }
 
+TEST(StringTest, TextIsFoundAndReplaced) {
+  struct Row {
+    std::u16string text, needle;
+    CFOptionFlags options;
+    CFIndex at;
+    bool isPrefix, isSuffix;
+    std::u16string replaced, trimmed;
+  };
+  const Row rows[] = {
+      {u"aXbXX", u"X", 0, 1, false, true, u"a--b----", u"aXb"},
+      {u"aXbXX", u"x", 0, kCFNotFound, false, false, u"aXbXX", u"aXbXX"},
+      {u"\u00C9\u0416x", u"\u00E9\u0436", kCFCompareCaseInsensitive, 0, false, false, u"--x",
+       u"\u00C9\u0416x"},
+      {u"aaa", u"aa", 0, 0, true, true, u"--a", u"a"},
+      {u"abc", u"", 0, kCFNotFound, false, false, u"abc", u"abc"},
+      {u"", u"a", 0, kCFNotFound, false, false, u"", u""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << "row " << &row - rows);
+    const auto text = test::MakeString(row.text);
+    const auto needle = test::MakeString(row.needle);
+    const auto found = CFStringFind(text.get(), needle.get(), row.options);
+    EXPECT_EQ(found.location, row.at);
+    EXPECT_EQ(found.length, row.at == kCFNotFound ? 0 : CFStringGetLength(needle.get()));
+    EXPECT_EQ(CFStringHasPrefix(text.get(), needle.get()), row.isPrefix);
+    EXPECT_EQ(CFStringHasSuffix(text.get(), needle.get()), row.isSuffix);
+
+    const test::Owned<CFMutableStringRef> changed(CFStringCreateMutableCopy(nullptr, 0, text.get()));
+    const CFRange all = CFRangeMake(0, CFStringGetLength(text.get()));
+    CFStringFindAndReplace(changed.get(), needle.get(), CFSTR("--"), all, row.options);
+    EXPECT_EQ(test::UnitsOf(changed.get()), row.replaced);
+    const test::Owned<CFMutableStringRef> trimmed(CFStringCreateMutableCopy(nullptr, 0, text.get()));
+    CFStringTrim(trimmed.get(), needle.get());
+    EXPECT_EQ(test::UnitsOf(trimmed.get()), row.trimmed);
+  }
+}
+
+TEST(StringTest, ACopyOfAStringThatChangesStaysAsItWas) {
+  const test::Owned<CFMutableStringRef> text(CFStringCreateMutable(nullptr, 0));
+  CFStringAppend(text.get(), CFSTR("A\u0130\U00010400b"));
+  const test::Owned<CFStringRef> copy(CFStringCreateCopy(nullptr, text.get()));
+  CFStringLowercase(text.get(), nullptr);
+  EXPECT_EQ(test::UnitsOf(text.get()), u"ai\U00010428b");
+  EXPECT_EQ(test::UnitsOf(copy.get()), u"A\u0130\U00010400b");
+  EXPECT_EQ(CFStringCompare(text.get(), copy.get(), kCFCompareCaseInsensitive), kCFCompareEqualTo);
+  EXPECT_EQ(CFStringCompare(text.get(), copy.get(), 0), kCFCompareGreaterThan);
+  // Only within the range.
+  EXPECT_EQ(CFStringFindAndReplace(text.get(), CFSTR("a"), CFSTR("x"), CFRangeMake(1, 2), 0), 0);
+}
+
+TEST(StringTest, TheNumberAtTheStartOfATextIsRead) {
+  const std::pair<const char*, SInt32> rows[] = {{" \t\n12x3", 12},
+                                                 {"-7", -7},
+                                                 {"+8", 8},
+                                                 {"- 7", 0},
+                                                 {"", 0},
+                                                 {"x", 0},
+                                                 {"99999999999999999999", 2147483647},
+                                                 {"-2147483649", INT32_MIN}};
+  for (const auto& [text, value] : rows) {
+    const test::Owned<CFStringRef> string(CFStringCreateWithCString(nullptr, text, kUtf8));
+    EXPECT_EQ(CFStringGetIntValue(string.get()), value) << text;
+  }
+}
+
 }  // namespace
