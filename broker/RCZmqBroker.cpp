@@ -1,23 +1,18 @@
 #include "broker/RCZmqBroker.h"
 
 #include <asl.h>
-#include <fcntl.h>
-#include <sys/socket.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <chrono>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 #include <system_error>
-#include <tuple>
 #include <utility>
 
 #include "broker/Commands.h"
-#include "broker/ZmqHandles.h"
+#include "broker/LocalEndpoint.h"
 #include "common/KCasl.h"
 #include "common/StCFTypeRef.h"
-#include "platform/Handles.h"
+#include "common/ZmqHandles.h"
 #include "platform/LocalSocket.h"
 
 namespace {
@@ -28,72 +23,13 @@ constexpr int kServerLingerMs = 500;
 // Commands are a dozen bytes: what a peer may make us hold is bounded, by frame and by frames in the queue.
 constexpr int64_t kMaxFrameBytes = 1 << 20;
 constexpr int kMaxQueuedFrames = 100;
-constexpr int kListenBacklog = 100;
-constexpr char kIpcPrefix[] = "ipc://";
-
-bool BoundFrameSize(void* socket) {
-  return zmq_setsockopt(socket, ZMQ_MAXMSGSIZE, &kMaxFrameBytes, sizeof kMaxFrameBytes) == 0;
-}
-
-platform::UniqueFd MakeListener() {
-  platform::UniqueFd listener(socket(AF_UNIX, SOCK_STREAM, 0));
-  if (listener) {
-    fcntl(listener.Get(), F_SETFD, FD_CLOEXEC);
-    fcntl(listener.Get(), F_SETFL, O_NONBLOCK);
-  }
-  return listener;
-}
-
-// ZeroMQ would make the socket with the process's mask, and on closing remove the name whoever has it by
-// then; so the listening socket is made here and handed over. 0 or an errno value.
-int BindLocal(ZmqSocket& socket, const std::string& endpoint, platform::LocalSocketName& name) {
-  platform::UniqueFd listener = MakeListener();
-  if (!listener) return errno;
-  if (const int error = name.Bind(listener.Get(), endpoint.substr(sizeof kIpcPrefix - 1))) return error;
-  if (listen(listener.Get(), kListenBacklog) != 0 || !socket.SetOption(ZMQ_USE_FD, listener.Get()) ||
-      zmq_bind(socket.Get(), endpoint.c_str()) != 0) {
-    const int error = errno;
-    name.Remove();
-    return error;
-  }
-  std::ignore = listener.Release();  // ZeroMQ closes it
-  return 0;
-}
 
 int BindEndpoint(ZmqSocket& socket, const std::string& endpoint, platform::LocalSocketName& name) {
   if (socket.Get() == nullptr || !socket.SetOption(ZMQ_LINGER, kServerLingerMs) ||
-      !socket.SetOption(ZMQ_RCVHWM, kMaxQueuedFrames) || !BoundFrameSize(socket.Get()))
+      !socket.SetOption(ZMQ_RCVHWM, kMaxQueuedFrames) || !socket.BoundFrames(kMaxFrameBytes))
     return zmq_errno();
-  if (endpoint.starts_with(kIpcPrefix)) return BindLocal(socket, endpoint, name);
+  if (IsLocalEndpoint(endpoint)) return BindLocalEndpoint(socket, endpoint, name);
   return zmq_bind(socket.Get(), endpoint.c_str()) == 0 ? 0 : zmq_errno();
-}
-
-// 1 when a message waits, 0 when the time is over, negative when polling failed; a signal is no failure.
-int PollIn(void* socket, int timeoutMs) {
-  using namespace std::chrono;
-  const auto deadline = steady_clock::now() + milliseconds(timeoutMs);
-  for (;;) {
-    zmq_pollitem_t item{socket, 0, ZMQ_POLLIN, 0};
-    const int ready = zmq_poll(&item, 1, timeoutMs);
-    if (ready >= 0 || zmq_errno() != EINTR) return ready;
-    const auto left = duration_cast<milliseconds>(deadline - steady_clock::now()).count();
-    timeoutMs = static_cast<int>(std::max<int64_t>(left, 0));
-  }
-}
-
-bool Send(void* socket, const void* bytes, size_t length, int flags) {
-  int sent;
-  do {
-    sent = zmq_send(socket, bytes, length, flags);
-  } while (sent < 0 && zmq_errno() == EINTR);
-  return sent >= 0;
-}
-
-// Takes the frames that follow `frame`, which belong to the same request or reply; true when there were any.
-bool DropFurtherFrames(void* socket, ZmqMessage& frame) {
-  bool dropped = false;
-  while (frame.More() && frame.Receive(socket)) dropped = true;
-  return dropped;
 }
 
 CFDataRef CopyFrame(ZmqMessage& frame) {
@@ -101,11 +37,14 @@ CFDataRef CopyFrame(ZmqMessage& frame) {
                       static_cast<CFIndex>(frame.Size()));
 }
 
+std::string_view Bytes(const void* bytes, long length) {
+  return {static_cast<const char*>(bytes), static_cast<size_t>(length)};
+}
+
 void SendReply(void* socket, CFDataRef reply) {
-  const bool sent = reply == nullptr ? Send(socket, "", 0, 0)
-                                     : Send(socket, CFDataGetBytePtr(reply),
-                                            static_cast<size_t>(CFDataGetLength(reply)), 0);
-  if (!sent)
+  const std::string_view bytes =
+      reply == nullptr ? std::string_view() : Bytes(CFDataGetBytePtr(reply), CFDataGetLength(reply));
+  if (!ZmqSend(socket, bytes, 0))
     ASLLogger(ASL_LEVEL_INFO, 1, true, "RCZmqBrokerServerBase: failed zmq_send: %s",
               zmq_strerror(zmq_errno()));
 }
@@ -192,7 +131,7 @@ void RCZmqBrokerServerBase::process_data_loop() {
 
 void RCZmqBrokerServerBase::serve(void* socket) {
   while (!stop_requested()) {
-    const int ready = PollIn(socket, kPollTimeoutMs);
+    const int ready = ZmqPollIn(socket, kPollTimeoutMs);
     if (ready < 0) {
       ASLLogger(ASL_LEVEL_INFO, 1, true, "RCZmqBrokerServerBase: failed zmq_poll");
       return;
@@ -218,7 +157,7 @@ CFDataRef RCZmqBrokerServerBase::process_request(void* socket) {
     return nullptr;
   }
   const StCFTypeRef<CFDataRef> payload(frame.Size() > 0 && !bad ? CopyFrame(frame) : nullptr);
-  if (DropFurtherFrames(socket, frame)) {
+  if (ZmqDropFurtherFrames(socket, frame)) {
     ASLLogger(ASL_LEVEL_INFO, 1, true, "RCZmqBrokerServerBase: request of more than two frames ignored");
     bad = true;
   }
@@ -247,7 +186,7 @@ bool RCZmqBrokerClientBase::start(const std::string& endpoint) {
   socket_.reset();
   auto connection = std::make_shared<Connection>(context_);
   ZmqSocket& socket = connection->socket;
-  if (socket.Get() == nullptr || !socket.SetOption(ZMQ_LINGER, 0) || !BoundFrameSize(socket.Get()) ||
+  if (socket.Get() == nullptr || !socket.SetOption(ZMQ_LINGER, 0) || !socket.BoundFrames(kMaxFrameBytes) ||
       zmq_connect(socket.Get(), endpoint.c_str()) != 0) {
     ASLLogger(ASL_LEVEL_INFO, 1, true, "RCZmqBrokerClientBase: failed zmq_connect");
     return false;
@@ -266,7 +205,7 @@ CFDataRef RCZmqBrokerClientBase::transfer_request(int messageId, const unsigned 
   if (bytes == nullptr || length < 1) return nullptr;
   const std::shared_ptr<Connection> connection = SendRequest(messageId, bytes, length);
   if (!connection) return nullptr;
-  const bool ready = PollIn(connection->socket.Get(), replyTimeoutMs_) == 1;
+  const bool ready = ZmqPollIn(connection->socket.Get(), replyTimeoutMs_) == 1;
   return ReceiveReply(connection, ready);
 }
 
@@ -276,8 +215,8 @@ std::shared_ptr<RCZmqBrokerClientBase::Connection> RCZmqBrokerClientBase::SendRe
   if (!socket_ || peerDown_) return nullptr;
   const int32_t id = messageId;
   void* const socket = socket_->socket.Get();
-  if (socket_->awaitsReply || !Send(socket, &id, sizeof id, ZMQ_SNDMORE) ||
-      !Send(socket, bytes, static_cast<size_t>(length), 0)) {
+  if (socket_->awaitsReply || !ZmqSend(socket, Bytes(&id, sizeof id), ZMQ_SNDMORE) ||
+      !ZmqSend(socket, Bytes(bytes, length), 0)) {
     length = 0;
     return nullptr;
   }
@@ -299,7 +238,7 @@ CFDataRef RCZmqBrokerClientBase::ReceiveReply(const std::shared_ptr<Connection>&
   if (!frame.Receive(connection->socket.Get(), ZMQ_DONTWAIT)) return nullptr;
   connection->awaitsReply = false;
   CFDataRef reply = frame.Size() > 0 ? CopyFrame(frame) : nullptr;
-  DropFurtherFrames(connection->socket.Get(), frame);
+  ZmqDropFurtherFrames(connection->socket.Get(), frame);
   return reply;
 }
 

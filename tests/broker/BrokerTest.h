@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "broker/RCZmqBroker.h"
-#include "broker/ZmqHandles.h"
+#include "common/ZmqHandles.h"
 #include "common/KCasl.h"
 #include "common/StCFTypeRef.h"
 #include "tests/support/TemporaryFolder.h"
