@@ -62,6 +62,10 @@ std::optional<double> FileCreationTime(const std::string& path);
 // errno value.
 int ReserveFileBlocks(int fd, int64_t length);
 
+// Which settings could not be read or written as they should, and why; empty while all is well. The console
+// was told the same.
+std::string PreferencesTrouble();
+
 // ---- the system's own description
 // -------------------------------------------------------------------------------------
 
