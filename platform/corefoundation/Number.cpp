@@ -1,5 +1,5 @@
 // Numbers: a signed 64-bit integer or a double.
-#include <CoreFoundation/CFNumber.h>
+#include "platform/corefoundation/Number.h"
 
 #include <cmath>
 #include <cstdio>
@@ -134,6 +134,12 @@ std::u16string __CFNumber::Text() const {
   std::snprintf(digits, sizeof digits, "%.17g", real);
   return platform::cf::Widen(digits);
 }
+
+namespace platform::cf {
+
+bool HoldsReal(CFNumberRef number) { return std::holds_alternative<double>(number->value); }
+
+}  // namespace platform::cf
 
 extern "C" {
 

@@ -72,12 +72,19 @@ class Object {
   mutable std::atomic<CFIndex> count_{1};
 };
 
-// Keeps a value alive.
+// Keeps a value alive; may be empty.
 class Kept {
  public:
+  Kept() = default;
   // One more reference; null is a fault.
   explicit Kept(CFTypeRef value) : value_(CFRetain(value)) {}
-  Kept(const Kept& other) : Kept(other.value_) {}
+  // Takes over the reference that a Create or Copy function returned, which may be null.
+  static Kept Adopt(CFTypeRef value) {
+    Kept kept;
+    kept.value_ = value;
+    return kept;
+  }
+  Kept(const Kept& other) : value_(other.value_ == nullptr ? nullptr : CFRetain(other.value_)) {}
   Kept(Kept&& other) noexcept : value_(std::exchange(other.value_, nullptr)) {}
   Kept& operator=(Kept other) noexcept {
     std::swap(value_, other.value_);
@@ -88,9 +95,12 @@ class Kept {
   }
 
   [[nodiscard]] CFTypeRef Get() const { return value_; }
+  // The caller's to release from now on.
+  [[nodiscard]] CFTypeRef Release() { return std::exchange(value_, nullptr); }
+  explicit operator bool() const { return value_ != nullptr; }
 
  private:
-  CFTypeRef value_;
+  CFTypeRef value_ = nullptr;
 };
 
 inline const Object* AsObject(CFTypeRef value) { return static_cast<const Object*>(value); }

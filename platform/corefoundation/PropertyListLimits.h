@@ -1,0 +1,32 @@
+// How large a property list may be. Lists come from files and from other processes, and unfold in memory to
+// many times their size.
+#pragma once
+#include <cstddef>
+
+namespace platform::cf {
+
+// Containers within containers.
+inline constexpr size_t kDeepestList = 512;
+// Bytes of a list, and of all its strings and data together.
+inline constexpr size_t kLargestList = size_t{64} << 20;
+// Keys of one dictionary: the library's look-ups take time in proportion.
+inline constexpr size_t kMostKeys = 16384;
+
+// Counts what a list holds.
+class ListTally {
+ public:
+  // False when that was one value, or one byte, too many.
+  [[nodiscard]] bool Add(size_t bytes) {
+    constexpr size_t kMostValues = size_t{1} << 18;
+    if (values_ == kMostValues || bytes > kLargestList - bytes_) return false;
+    ++values_;
+    bytes_ += bytes;
+    return true;
+  }
+
+ private:
+  size_t values_ = 0;
+  size_t bytes_ = 0;
+};
+
+}  // namespace platform::cf
