@@ -3,49 +3,133 @@
 
 #include <glib.h>
 
-#include <vector>
+#include <array>
+#include <utility>
 
-#include "platform/ThreadSafety.h"
-#include "platform/corefoundation/Object.h"
+#include "platform/corefoundation/RunLoopObject.h"
+#include "platform/corefoundation/String.h"
 
-// The owning thread runs it; Stop() is for any thread.
-struct __CFRunLoop final : platform::cf::Object {
-  // Takes over a reference of `loopContext`.
-  __CFRunLoop(GMainContext* loopContext, bool ofMainThread)
-      : Object(platform::cf::Type::kRunLoop), context(loopContext), isMain(ofMainThread) {}
-  ~__CFRunLoop() override { g_main_context_unref(context); }
+using platform::cf::After;
+using platform::cf::Owned;
+using platform::cf::Share;
+using std::chrono::steady_clock;
 
-  [[nodiscard]] std::u16string Description() const override {
-    return platform::cf::Describe("CFRunLoop", this, isMain ? u"main" : u"");
+// One run that CFRunLoopStop can end.
+class __CFRunLoop::Activation {
+ public:
+  explicit Activation(__CFRunLoop& loop) : loop_(loop) {
+    const Locked held(loop_.lock_);
+    loop_.stopped_.push_back(false);
   }
-
-  void Run();
-  // Ends the innermost activation. A loop that does not run has none, and its next run is not affected.
-  void Stop();
-
-  GMainContext* const context;
-  const bool isMain;
+  ~Activation() {
+    const Locked held(loop_.lock_);
+    loop_.stopped_.pop_back();
+  }
+  Activation(const Activation&) = delete;
+  Activation& operator=(const Activation&) = delete;
 
  private:
-  [[nodiscard]] bool Stopped();
-
-  Lock lock_;
-  std::vector<bool> stopped_ GUARDED_BY(lock_);  // one for each activation, the innermost last
+  __CFRunLoop& loop_;
 };
 
-bool __CFRunLoop::Stopped() {
-  const Locked held(lock_);
-  return stopped_.back();
+__CFRunLoop::__CFRunLoop(GMainContext* loopContext, bool ofMainThread)
+    : Object(platform::cf::Type::kRunLoop), context(loopContext), isMain(ofMainThread) {}
+
+__CFRunLoop::~__CFRunLoop() { g_main_context_unref(context); }
+
+// ---- runs
+
+CFRunLoopRunResult __CFRunLoop::Run(const std::u16string& mode, CFTimeInterval seconds,
+                                    bool returnAfterSource) {
+  if (IsEmpty(mode)) return kCFRunLoopRunFinished;
+  const Activation activation(*this);
+  const TimePoint deadline = After(seconds);
+  for (;;) {
+    if (Turn(mode, returnAfterSource, deadline, nullptr) && returnAfterSource)
+      return kCFRunLoopRunHandledSource;
+    if (steady_clock::now() >= deadline) return kCFRunLoopRunTimedOut;
+    if (Stopped()) return kCFRunLoopRunStopped;
+    if (IsEmpty(mode)) return kCFRunLoopRunFinished;
+  }
 }
 
-void __CFRunLoop::Run() {
+bool __CFRunLoop::WaitForDescriptor(int fd, short events, const std::u16string& mode, TimePoint deadline) {
+  GPollFD descriptor{fd, static_cast<gushort>(events), 0};
+  do {
+    Turn(mode, false, deadline, &descriptor);
+    if (descriptor.revents != 0) return true;
+  } while (steady_clock::now() < deadline);
+  return false;
+}
+
+bool __CFRunLoop::Turn(const std::u16string& mode, bool onlyOne, TimePoint deadline, GPollFD* extra) {
+  using Kind = __CFRunLoopSource::Kind;
+  const bool served = PerformSources(mode, Kind::kSignalled, onlyOne);
+  const bool more = served || HasSignalled(mode, Kind::kPort);
+  Wait(more ? TimePoint::min() : NextFire(mode, deadline), extra);
+  FireTimers(mode);
+  if (served && onlyOne) return true;
+  return PerformSources(mode, Kind::kPort, onlyOne) || served;
+}
+
+bool __CFRunLoop::PerformSources(const std::u16string& mode, __CFRunLoopSource::Kind kind, bool onlyOne) {
+  std::vector<Owned<__CFRunLoopSource>> signalled;
   {
     const Locked held(lock_);
-    stopped_.push_back(false);
+    sources_.ForEach(mode, [&](__CFRunLoopSource& source) {
+      if (source.kind == kind && source.IsSignalled()) signalled.push_back(Share(&source));
+    });
   }
-  while (!Stopped()) g_main_context_iteration(context, TRUE);
-  const Locked held(lock_);
-  stopped_.pop_back();
+  bool served = false;
+  for (const Owned<__CFRunLoopSource>& source : signalled) {
+    served = source->Perform() || served;
+    if (served && onlyOne) break;
+  }
+  return served;
+}
+
+void __CFRunLoop::FireTimers(const std::u16string& mode) {
+  const TimePoint now = steady_clock::now();
+  std::vector<std::pair<TimePoint, Owned<__CFRunLoopTimer>>> due;
+  {
+    const Locked held(lock_);
+    timers_.ForEach(mode, [&](__CFRunLoopTimer& timer) {
+      if (const TimePoint next = timer.NextFire(); next <= now) due.emplace_back(next, Share(&timer));
+    });
+  }
+  std::stable_sort(due.begin(), due.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (const auto& [next, timer] : due) timer->FireIfDue(now);
+}
+
+void __CFRunLoop::Wait(TimePoint deadline, GPollFD* extra) {
+  constexpr size_t kEnough = 32;  // room for the descriptors of a loop, nearly always
+  std::array<GPollFD, kEnough + 1> few;
+  std::vector<GPollFD> many;
+  GPollFD* fds = few.data();
+  int room = kEnough;
+
+  g_main_context_acquire(context);
+  int priority = 0;
+  int timeoutMs = -1;
+  g_main_context_prepare(context, &priority);
+  int count;
+  while ((count = g_main_context_query(context, priority, &timeoutMs, fds, room)) > room) {
+    many.resize(static_cast<size_t>(count) + 1);
+    fds = many.data();
+    room = count;
+  }
+  if (extra != nullptr) fds[count] = *extra;
+
+  if (deadline != TimePoint::max()) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(std::max(deadline, steady_clock::now()) -
+                                                                   steady_clock::now());
+    const auto leftMs = static_cast<int>(std::clamp<int64_t>(left.count(), 0, G_MAXINT));
+    timeoutMs = timeoutMs < 0 ? leftMs : std::min(timeoutMs, leftMs);
+  }
+  g_poll(fds, static_cast<guint>(count + (extra != nullptr ? 1 : 0)), timeoutMs);
+  if (extra != nullptr) extra->revents = fds[count].revents;
+  if (g_main_context_check(context, priority, fds, count)) g_main_context_dispatch(context);
+  g_main_context_release(context);
 }
 
 void __CFRunLoop::Stop() {
@@ -54,7 +138,83 @@ void __CFRunLoop::Stop() {
     if (stopped_.empty()) return;
     stopped_.back() = true;
   }
-  g_main_context_wakeup(context);
+  WakeUp();
+}
+
+void __CFRunLoop::WakeUp() { g_main_context_wakeup(context); }
+
+__CFRunLoop::TimePoint __CFRunLoop::NextFire(const std::u16string& mode, TimePoint latest) {
+  const Locked held(lock_);
+  timers_.ForEach(mode, [&](__CFRunLoopTimer& timer) { latest = std::min(latest, timer.NextFire()); });
+  return latest;
+}
+
+bool __CFRunLoop::HasSignalled(const std::u16string& mode, __CFRunLoopSource::Kind kind) {
+  const Locked held(lock_);
+  bool found = false;
+  sources_.ForEach(mode, [&](const __CFRunLoopSource& source) {
+    found = found || (source.kind == kind && source.IsSignalled());
+  });
+  return found;
+}
+
+// What the platform's own parts add to the main loop can wake it always.
+bool __CFRunLoop::IsEmpty(const std::u16string& mode) {
+  const Locked held(lock_);
+  return !isMain && !sources_.Has(mode) && !timers_.Has(mode);
+}
+
+bool __CFRunLoop::Stopped() {
+  const Locked held(lock_);
+  return stopped_.back();
+}
+
+// ---- what it has
+
+bool __CFRunLoop::Add(CFRunLoopSourceRef source, const std::u16string& mode) {
+  const Locked held(lock_);
+  return !closed_ && sources_.Add(mode, source);
+}
+
+bool __CFRunLoop::Add(CFRunLoopTimerRef timer, const std::u16string& mode) {
+  const Locked held(lock_);
+  return !closed_ && timers_.Add(mode, timer);
+}
+
+Owned<__CFRunLoopSource> __CFRunLoop::Take(CFRunLoopSourceRef source, const std::u16string& mode) {
+  const Locked held(lock_);
+  return sources_.Take(mode, source);
+}
+
+Owned<__CFRunLoopTimer> __CFRunLoop::Take(CFRunLoopTimerRef timer, const std::u16string& mode) {
+  const Locked held(lock_);
+  return timers_.Take(mode, timer);
+}
+
+std::optional<std::u16string> __CFRunLoop::ModeOf(CFRunLoopSourceRef source) {
+  const Locked held(lock_);
+  return sources_.ModeOf(source);
+}
+
+std::optional<std::u16string> __CFRunLoop::ModeOf(CFRunLoopTimerRef timer) {
+  const Locked held(lock_);
+  return timers_.ModeOf(timer);
+}
+
+void __CFRunLoop::Close() {
+  for (;;) {
+    Owned<__CFRunLoopSource> source;
+    Owned<__CFRunLoopTimer> timer;
+    {
+      const Locked held(lock_);
+      closed_ = true;
+      source = Share(sources_.First());
+      timer = Share(timers_.First());
+    }
+    if (!source && !timer) return;
+    if (source) source->RemoveFrom(this, ModeOf(source.get()).value_or(u""));
+    if (timer) timer->RemoveFrom(this, ModeOf(timer.get()).value_or(u""));
+  }
 }
 
 namespace platform::cf {
@@ -78,7 +238,9 @@ class ThreadLoop {
   ThreadLoop(const ThreadLoop&) = delete;
   ThreadLoop& operator=(const ThreadLoop&) = delete;
   ~ThreadLoop() {
-    if (loop_ != nullptr) CFRelease(loop_);
+    if (loop_ == nullptr) return;
+    if (!loop_->isMain) loop_->Close();
+    CFRelease(loop_);
   }
 
   CFRunLoopRef Get() {
@@ -100,15 +262,27 @@ thread_local ThreadLoop threadLoop;
 
 }  // namespace
 
+std::u16string ModeName(CFStringRef mode) {
+  if (mode == nullptr) return u"";
+  return CFEqual(mode, kCFRunLoopCommonModes) ? kCFRunLoopDefaultMode->units : mode->units;
+}
+
 _GMainContext* RunLoopContext(CFRunLoopRef loop) { return loop->context; }
 
 void RunMainLoopForever() {
   for (;;) CFRunLoopRun();
 }
 
+bool WaitForDescriptor(int fd, short events, CFStringRef mode, steady_clock::time_point deadline) {
+  return CFRunLoopGetCurrent()->WaitForDescriptor(fd, events, ModeName(mode), deadline);
+}
+
 }  // namespace platform::cf
 
 extern "C" {
+
+const CFStringRef kCFRunLoopDefaultMode = CFSTR("kCFRunLoopDefaultMode");
+const CFStringRef kCFRunLoopCommonModes = CFSTR("kCFRunLoopCommonModes");
 
 CFTypeID CFRunLoopGetTypeID() { return static_cast<CFTypeID>(platform::cf::Type::kRunLoop); }
 
@@ -116,13 +290,21 @@ CFRunLoopRef CFRunLoopGetCurrent() { return platform::cf::threadLoop.Get(); }
 
 CFRunLoopRef CFRunLoopGetMain() { return platform::cf::MainLoop(); }
 
-// A loop without sources ends at once, except the main one. There is no way yet to give another loop a
-// source.
 void CFRunLoopRun() {
-  const CFRunLoopRef loop = CFRunLoopGetCurrent();
-  if (loop->isMain) loop->Run();
+  constexpr CFTimeInterval kForEver = 1e10;
+  CFRunLoopRunResult result;
+  do {
+    result = CFRunLoopRunInMode(kCFRunLoopDefaultMode, kForEver, false);
+  } while (result != kCFRunLoopRunStopped && result != kCFRunLoopRunFinished);
+}
+
+CFRunLoopRunResult CFRunLoopRunInMode(CFStringRef mode, CFTimeInterval seconds,
+                                      Boolean returnAfterSourceHandled) {
+  return CFRunLoopGetCurrent()->Run(platform::cf::ModeName(mode), seconds, returnAfterSourceHandled != 0);
 }
 
 void CFRunLoopStop(CFRunLoopRef loop) { loop->Stop(); }
+
+void CFRunLoopWakeUp(CFRunLoopRef loop) { loop->WakeUp(); }
 
 }  // extern "C"
