@@ -1,5 +1,5 @@
-// The name of a listening Unix socket in the file system: made so that only its owner and root can connect,
-// and removed only while it is still the one that was made.
+// The name of a listening Unix socket in the file system, removed only while it is still the one that was
+// made.
 #pragma once
 #include <sys/types.h>
 #include <time.h>
@@ -12,8 +12,8 @@ namespace platform {
 class LocalSocketName {
  public:
   // Binds the unbound stream socket to `path`, in place of whatever has that name. 0 or an errno value.
-  // Nobody can connect before the caller listens.
-  [[nodiscard]] int Bind(int socket, const std::string& path);
+  // Nobody can connect before the caller listens, and with the usual mode nobody but its owner and root.
+  [[nodiscard]] int Bind(int socket, const std::string& path, mode_t mode = 0600);
 
   // Removes the name unless another process has put its own there meanwhile; nothing when nothing is bound.
   void Remove();

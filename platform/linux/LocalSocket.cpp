@@ -10,7 +10,7 @@
 
 namespace platform {
 
-int LocalSocketName::Bind(int socket, const std::string& path) {
+int LocalSocketName::Bind(int socket, const std::string& path, mode_t mode) {
   sockaddr_storage address{};
   const socklen_t length = MakeLocalAddress(path, address);
   if (path != reinterpret_cast<const sockaddr_un&>(address).sun_path) return ENAMETOOLONG;
@@ -18,7 +18,7 @@ int LocalSocketName::Bind(int socket, const std::string& path) {
   if (unlink(path.c_str()) != 0 && errno != ENOENT) return errno;
   if (bind(socket, reinterpret_cast<const sockaddr*>(&address), length) != 0) return errno;
   struct stat made {};
-  if (chmod(path.c_str(), S_IRUSR | S_IWUSR) != 0 || lstat(path.c_str(), &made) != 0) {
+  if (chmod(path.c_str(), mode) != 0 || lstat(path.c_str(), &made) != 0) {
     const int error = errno;
     unlink(path.c_str());
     return error;
