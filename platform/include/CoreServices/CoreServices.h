@@ -1,4 +1,4 @@
-// Handles and resource forks, as far as the system calls them.
+// Handles, resource forks and packed versions, as far as the system calls them.
 #pragma once
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -13,11 +13,15 @@ using ResFileRefNum = SInt16;
 
 enum : OSErr {
   noErr = 0,
+  ioErr = -36,
+  eofErr = -39,
+  tmfoErr = -42,
+  fnfErr = -43,
   memFullErr = -108,
   nilHandleErr = -109,
   resNotFound = -192,
-  eofErr = -39,
-  fnfErr = -43
+  resFNotFound = -193,
+  mapReadErr = -199
 };
 enum : SInt8 { fsRdPerm = 1 };
 
@@ -30,17 +34,32 @@ void HUnlock(Handle handle);
 // Makes a handle with a copy of `size` bytes.
 OSErr PtrToHand(const void* source, Handle* handle, Size size);
 
+// A packed version, as a number 0xMMmbSSrr: major, minor and bug-fix (four bits each), stage, revision of
+// what is no release.
+struct NumVersion {
+  UInt8 nonRelRev;
+  UInt8 stage;
+  UInt8 minorAndBugRev;
+  UInt8 majorRev;
+};
+
 // A file, by its path.
 struct FSRef {
   UInt8 path[4096];
 };
+// False when there is no such file.
 Boolean CFURLGetFSRef(CFURLRef url, FSRef* file);
 
-// Opens the resource fork of a file and makes it the current one; -1 when there is none (ResError tells why).
+// Opens the resource fork of a file for reading and makes it the thread's current one. -1 when that fails;
+// ResError then tells why: fnfErr there is no such file, eofErr it has no resource fork, mapReadErr the fork
+// is damaged, ioErr it cannot be read.
 ResFileRefNum FSOpenResFile(const FSRef* file, SInt8 permission);
+// Its resources go with it.
 void CloseResFile(ResFileRefNum file);
 // The `index`th resource of a type in the current file, from 1; null when there is none. The file owns it.
+// The numbers of a "vers" resource are in the machine's byte order.
 Handle Get1IndResource(ResType type, SInt16 index);
+// How the thread's last call of these functions went.
 OSErr ResError();
 
 }  // extern "C"
