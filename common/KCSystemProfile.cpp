@@ -1,7 +1,6 @@
 #include "common/KCSystemProfile.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,43 +17,12 @@
 #include "common/PropertyListFile.h"
 #include "common/StCFTypeRef.h"
 #include "platform/Handles.h"
+#include "platform/Programs.h"
 #include "platform/System.h"
-
-extern char** environ;
 
 namespace {
 
-// How a program is started: reading nothing, writing into a pipe, with no signal blocked or ignored.
-class SpawnSettings {
- public:
-  explicit SpawnSettings(int output) {
-    posix_spawn_file_actions_init(&actions_);
-    posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
-    posix_spawnattr_init(&attributes_);
-    sigset_t none, all;
-    sigemptyset(&none);
-    sigfillset(&all);
-    posix_spawnattr_setsigmask(&attributes_, &none);
-    posix_spawnattr_setsigdefault(&attributes_, &all);
-    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-  }
-  ~SpawnSettings() {
-    posix_spawn_file_actions_destroy(&actions_);
-    posix_spawnattr_destroy(&attributes_);
-  }
-  SpawnSettings(const SpawnSettings&) = delete;
-  SpawnSettings& operator=(const SpawnSettings&) = delete;
-
-  [[nodiscard]] const posix_spawn_file_actions_t* Actions() const { return &actions_; }
-  [[nodiscard]] const posix_spawnattr_t* Attributes() const { return &attributes_; }
-
- private:
-  posix_spawn_file_actions_t actions_;
-  posix_spawnattr_t attributes_;
-};
-
-// A program that is killed, should it still run, and waited for.
+// A child process that is waited for in the end.
 class Child {
  public:
   explicit Child(pid_t pid) : pid_(pid) {}
@@ -88,22 +56,24 @@ std::optional<std::vector<UInt8>> ReadAll(int fd) {
 // All that the program prints; nothing when it cannot be started or does not stop printing.
 std::optional<std::vector<UInt8>> OutputOf(const std::string& program, const std::string& dataType) {
   int ends[2];
-  if (pipe(ends) != 0) return std::nullopt;
+  if (pipe(ends) != 0) {
+    KCSignalIf(true, "KCGetSystemProfilerInfo: pipe: %s\n", std::strerror(errno));
+    return std::nullopt;
+  }
   const platform::UniqueFd readEnd(ends[0]);
   platform::UniqueFd writeEnd(ends[1]);
   for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
 
-  const SpawnSettings settings(writeEnd.Get());
-  const char* const arguments[] = {program.c_str(), "-xml", dataType.c_str(), nullptr};
-  pid_t pid = -1;
-  const int error = posix_spawn(&pid, program.c_str(), settings.Actions(), settings.Attributes(),
-                                const_cast<char* const*>(arguments), environ);
-  if (error != 0) {
+  const platform::UniqueFd nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  const auto profiler = platform::BeginProgram(
+      {.path = program, .arguments = {"-xml", dataType}, .input = nothing.Get(), .output = writeEnd.Get()});
+  if (!profiler) return std::nullopt;
+  const Child child(profiler->pid);
+  writeEnd.Reset();
+  if (const int error = platform::ProgramOutcome(*profiler); error != 0) {
     KCSignalIf(true, "KCGetSystemProfilerInfo: cannot start %s: %s\n", program.c_str(), std::strerror(error));
     return std::nullopt;
   }
-  const Child child(pid);
-  writeEnd.Reset();
   auto output = ReadAll(readEnd.Get());
   if (!output) {
     KCSignalIf(true, "KCGetSystemProfilerInfo: %s does not stop printing\n", program.c_str());
