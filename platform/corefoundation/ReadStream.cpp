@@ -37,9 +37,10 @@ CFReadStreamRef CFReadStreamCreateWithFile(CFAllocatorRef, CFURLRef url) {
 
 Boolean CFReadStreamOpen(CFReadStreamRef stream) {
   if (stream->file) return false;
-  platform::UniqueFd file(open(stream->path.c_str(), O_RDONLY | O_CLOEXEC));
+  // Another user may have put a FIFO there, which would hold the caller up.
+  platform::UniqueFd file(open(stream->path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   struct stat status;
-  if (!file || fstat(file.Get(), &status) != 0 || S_ISDIR(status.st_mode)) return false;
+  if (!file || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
   stream->file = std::move(file);
   return true;
 }
