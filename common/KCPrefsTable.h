@@ -19,13 +19,15 @@ enum class KCPrefType {
   kBoolean,
   kNumber16,
   kNumber32,
+  kReal,
   kString,
   kURL,
   kDate,
   kData,
-  kFlags,      // a dictionary of booleans
-  kLevels,     // a dictionary of dictionaries of numbers
-  kDictionary  // of anything
+  kFlags,       // a dictionary of booleans
+  kLevels,      // a dictionary of dictionaries of numbers
+  kDictionary,  // of anything
+  kAny
 };
 
 // A row for those who walk the table.
