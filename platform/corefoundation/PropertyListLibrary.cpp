@@ -38,10 +38,14 @@ Node ParseXml(std::string_view text) {
 
 Kept FromNode(plist_t node);
 
+// A byte-order mark in a string is a character like any other, which decoding takes for a mark.
 Kept FromUtf8(std::string_view bytes) {
-  return Kept::Adopt(
-      CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
-                              static_cast<CFIndex>(bytes.size()), kCFStringEncodingUTF8, false));
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  auto text = Decode({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()}, kCFStringEncodingUTF8,
+                     ByteOrderMark::kNone);
+  if (!text) return {};
+  if (bytes.starts_with(kMark)) text->insert(0, 1, u'\uFEFF');
+  return Kept::Adopt(CreateString(*std::move(text)));
 }
 
 // The library hands out 64 bits and keeps to itself whether they have a sign; only what it prints tells.

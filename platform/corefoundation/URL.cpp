@@ -1,12 +1,12 @@
-// File URLs: a path as bytes, kept as it was given, and the folder that a relative one is resolved against.
+// URLs. Of a file's: a path as bytes, kept as it was given, and the folder that a relative one is resolved
+// against.
 #include <CoreFoundation/CFURL.h>
 #include <limits.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
-#include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -71,6 +71,64 @@ std::string WorkingFolder() {
   return getcwd(folder, sizeof folder) != nullptr ? folder : "";
 }
 
+// What RFC 2396 knows, brackets for addresses of six octet pairs, and escapes of two digits.
+bool IsUrlText(std::u16string_view text) {
+  constexpr std::u16string_view kAllowed =
+      u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.!~*'();/?:@&=+$,[]#%";
+  constexpr std::u16string_view kHexDigits = u"0123456789abcdefABCDEF";
+  if (text.find_first_not_of(kAllowed) != text.npos || std::ranges::count(text, u'#') > 1) return false;
+  for (size_t at = 0; (at = text.find(u'%', at)) != text.npos; ++at) {
+    const auto digits = text.substr(at + 1, 2);
+    if (digits.size() < 2 || digits.find_first_not_of(kHexDigits) != digits.npos) return false;
+  }
+  return true;
+}
+
+// Of text whose escapes are whole.
+std::string Unescape(std::string_view text) {
+  std::string bytes;
+  for (; !text.empty(); text.remove_prefix(1)) {
+    if (text.front() != '%') {
+      bytes += text.front();
+      continue;
+    }
+    int byte = 0;
+    std::from_chars(text.data() + 1, text.data() + 3, byte, 16);
+    bytes += static_cast<char>(byte);
+    text.remove_prefix(2);
+  }
+  return bytes;
+}
+
+// "scheme:" at the start, or nothing.
+std::string_view SchemeOf(std::string_view text) {
+  constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+  constexpr std::string_view kOthers = "0123456789+-.";
+  const auto end = std::ranges::find_if(text, [&](char c) {
+    return kLetters.find(c) == std::string_view::npos && kOthers.find(c) == std::string_view::npos;
+  });
+  if (end == text.end() || *end != ':' || kLetters.find(text.front()) == std::string_view::npos) return {};
+  return text.substr(0, static_cast<size_t>(end - text.begin()) + 1);
+}
+
+struct UrlParts {
+  std::string prefix;  // scheme and authority
+  std::string path;    // without escapes; empty when there is none, or one that no system call takes
+};
+
+UrlParts Split(std::string_view text) {
+  text = text.substr(0, text.find_first_of("?#"));
+  size_t start = SchemeOf(text).size();
+  if (text.substr(start).starts_with("//")) {
+    start = std::min(text.find('/', start + 2), text.size());
+  } else if (start > 0 && !text.substr(start).starts_with('/')) {
+    return {std::string(text), {}};  // "mailto:someone" names no path
+  }
+  UrlParts parts{std::string(text.substr(0, start)), Unescape(text.substr(start))};
+  if (parts.path.find('\0') != std::string::npos) parts.path.clear();
+  return parts;
+}
+
 CFStringRef CreateUtf8String(std::string_view bytes) {
   return CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
                                  static_cast<CFIndex>(bytes.size()), kCFStringEncodingUTF8, false);
@@ -79,25 +137,35 @@ CFStringRef CreateUtf8String(std::string_view bytes) {
 }  // namespace
 
 struct __CFURL final : platform::cf::Object {
-  // `givenPath` is not empty and holds no NUL; it ends with a separator when it names a folder.
-  __CFURL(std::string givenPath, std::string baseFolder)
+  // Of a path that holds no NUL, and ends with a separator when it names a folder.
+  __CFURL(std::string before, std::string givenPath, std::string baseFolder)
+      : __CFURL(UrlParts{before, givenPath}, std::move(baseFolder),
+                platform::cf::CreateString(platform::cf::Widen(before + Escape(givenPath)))) {}
+  // As it is written; takes over the text.
+  __CFURL(UrlParts parts, std::string baseFolder, CFStringRef written)
       : Object(platform::cf::Type::kURL),
-        path(std::move(givenPath)),
+        prefix(std::move(parts.prefix)),
+        path(std::move(parts.path)),
         base(std::move(baseFolder)),
-        text(platform::cf::CreateString(
-            platform::cf::Widen((path.front() == '/' ? "file://" : "") + Escape(path)))) {}
+        text(written) {}
   ~__CFURL() override { CFRelease(text); }
 
   [[nodiscard]] bool Equals(const Object& other) const override {
     const auto& url = static_cast<const __CFURL&>(other);
-    return path == url.path && base == url.base;
+    return CFEqual(text, url.text) && base == url.base;
   }
-  [[nodiscard]] CFHashCode Hash() const override { return std::hash<std::string>{}(path); }
+  [[nodiscard]] CFHashCode Hash() const override { return CFHash(text); }
   [[nodiscard]] std::u16string Description() const override {
     return platform::cf::Describe("CFURL", this, u"string = " + Text());
   }
   [[nodiscard]] std::u16string Text() const override { return text->units; }
 
+  // Whether the path is one of this machine; without a scheme it is.
+  [[nodiscard]] bool NamesFile() const {
+    return !path.empty() && (prefix.empty() || prefix.starts_with("file:"));
+  }
+
+  const std::string prefix;
   const std::string path;
   const std::string base;  // empty for an absolute path
   const CFStringRef text;  // lives as long as the URL, for CFURLGetString
@@ -112,11 +180,34 @@ CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef, const UInt8* pa
   if (path == nullptr || length <= 0) return nullptr;
   const std::string_view given(reinterpret_cast<const char*>(path), static_cast<size_t>(length));
   if (given.find('\0') != std::string_view::npos) return nullptr;
-  return new __CFURL(WithDirectoryMark(given, isDirectory), given.front() == '/' ? "" : WorkingFolder());
+  const bool absolute = given.front() == '/';
+  return new __CFURL(absolute ? "file://" : "", WithDirectoryMark(given, isDirectory),
+                     absolute ? "" : WorkingFolder());
+}
+
+CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef allocator, CFStringRef path, CFURLPathStyle,
+                                       Boolean isDirectory) {
+  std::string bytes(static_cast<size_t>(CFStringGetLength(path)) * 3 + 1, '\0');
+  if (!CFStringGetCString(path, bytes.data(), static_cast<CFIndex>(bytes.size()), kCFStringEncodingUTF8)) {
+    return nullptr;
+  }
+  // Not up to the first NUL: a path with one is refused.
+  CFIndex used = 0;
+  CFStringGetBytes(path, CFRangeMake(0, CFStringGetLength(path)), kCFStringEncodingUTF8, 0, false, nullptr, 0,
+                   &used);
+  return CFURLCreateFromFileSystemRepresentation(allocator, reinterpret_cast<const UInt8*>(bytes.data()),
+                                                 used, isDirectory);
+}
+
+CFURLRef CFURLCreateWithString(CFAllocatorRef allocator, CFStringRef text, CFURLRef) {
+  if (!IsUrlText(text->units)) return nullptr;
+  const std::string ascii(text->units.begin(), text->units.end());
+  return new __CFURL(Split(ascii), "", CFStringCreateCopy(allocator, text));
 }
 
 Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolveAgainstBase, UInt8* buffer,
                                          CFIndex size) {
+  if (!url->NamesFile()) return false;
   const bool resolve = resolveAgainstBase && !url->base.empty();
   const std::string path =
       resolve ? Resolve(url->base, url->path) : std::string(WithoutTrailingSeparators(url->path));
@@ -126,8 +217,9 @@ Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolveAgainstBas
 }
 
 CFURLRef CFURLCreateCopyDeletingLastPathComponent(CFAllocatorRef, CFURLRef url) {
+  if (url->path.empty()) return nullptr;
   const auto path = WithoutTrailingSeparators(url->path);
-  if (path == "/") return new __CFURL("/../", url->base);
+  if (path == "/") return new __CFURL(url->prefix, "/../", url->base);
   const size_t start = path.rfind('/') + 1;  // 0 when there is no separator
   const auto last = path.substr(start);
   std::string folder(path.substr(0, start));
@@ -137,12 +229,16 @@ CFURLRef CFURLCreateCopyDeletingLastPathComponent(CFAllocatorRef, CFURLRef url) 
   } else if (folder.empty()) {
     folder = "./";
   }
-  return new __CFURL(std::move(folder), url->base);
+  return new __CFURL(url->prefix, std::move(folder), url->base);
 }
 
 CFStringRef CFURLCopyLastPathComponent(CFURLRef url) {
   const auto path = WithoutTrailingSeparators(url->path);
   return CreateUtf8String(path == "/" ? path : path.substr(path.rfind('/') + 1));
+}
+
+CFStringRef CFURLCopyFileSystemPath(CFURLRef url, CFURLPathStyle) {
+  return url->path.empty() ? nullptr : CreateUtf8String(WithoutTrailingSeparators(url->path));
 }
 
 CFStringRef CFURLGetString(CFURLRef url) { return url->text; }

@@ -104,7 +104,7 @@ TEST(PropertyListTest, WhatIsReadIsWhatIsWrittenThere) {
       {Xml("<date>2001-01-01T00:00:01Z</date>"), "2001-01-0100:00:01+0000"},
       {Xml("<dict><key>a</key><true/><!-- again --><key>a</key><false/></dict>"), "{a=false;}"},
       {Xml("<string>a<![CDATA[<&]]>&#x41;</string>"), "a<&A"},
-      {"\xEF\xBB\xBF" + Xml("<true/>"), "true"},
+      {"\xEF\xBB\xBF" + Xml("<string>\xEF\xBB\xBF</string>"), "\xEF\xBB\xBF"},
       {Binary({"\x08"s}), "false"},
       {Binary({"\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s}), "-1"},
       {Binary({"\x10\xFF"s}), "255"},

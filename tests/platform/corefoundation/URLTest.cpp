@@ -1,4 +1,4 @@
-// File URLs: escapes, and walking up.
+// URLs: escapes, walking up, and what is none.
 #include <gtest/gtest.h>
 #include <limits.h>
 
@@ -42,6 +42,42 @@ TEST(URLTest, APathGoesInAndComesOut) {
     const Owned<CFURLRef> above(CFURLCreateCopyDeletingLastPathComponent(nullptr, url.get()));
     EXPECT_EQ(Utf8Of(CFURLGetString(above.get())), row.above);
   }
+}
+
+TEST(URLTest, TextIsAUrlOrRefused) {
+  struct Row {
+    const char* text;
+    const char* path;  // as a string
+    const char* file;  // as a file's path
+  };
+  const Row rows[] = {
+      {"file:///a%20b/%C3%A9/", "/a b/\xC3\xA9", "/a b/\xC3\xA9"},
+      {"file://localhost/a?q#f", "/a", "/a"},
+      {"/Library/x", "/Library/x", "/Library/x"},
+      {"http://host:1/a/b", "/a/b", nullptr},
+      {"mailto:a@b", nullptr, nullptr},
+      {"file:///a%00b", nullptr, nullptr},
+      {"http://host", nullptr, nullptr},
+      {"", nullptr, nullptr},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    const Owned<CFStringRef> text(CFStringCreateWithCString(nullptr, row.text, kCFStringEncodingUTF8));
+    const Owned<CFURLRef> url(CFURLCreateWithString(nullptr, text.get(), nullptr));
+    ASSERT_TRUE(url);
+    EXPECT_TRUE(CFEqual(CFURLGetString(url.get()), text.get()));
+    const Owned<CFStringRef> path(CFURLCopyFileSystemPath(url.get(), kCFURLPOSIXPathStyle));
+    EXPECT_EQ(path ? Utf8Of(path.get()) : "none", row.path != nullptr ? row.path : "none");
+    EXPECT_EQ(PathOf(url.get()), row.file != nullptr ? row.file : "(no path)");
+  }
+  for (const char* const bad : {"a b", "\xC3\xA9", "%zz", "a%2", "<a>", "a#b#c"}) {
+    const Owned<CFStringRef> text(CFStringCreateWithCString(nullptr, bad, kCFStringEncodingUTF8));
+    EXPECT_EQ(CFURLCreateWithString(nullptr, text.get(), nullptr), nullptr) << bad;
+  }
+  const Owned<CFURLRef> folder(
+      CFURLCreateWithFileSystemPath(nullptr, CFSTR("/\u00E9/x"), kCFURLPOSIXPathStyle, true));
+  EXPECT_EQ(Utf8Of(CFURLGetString(folder.get())), "file:///%C3%A9/x/");
+  EXPECT_EQ(CFURLCreateWithFileSystemPath(nullptr, CFSTR(""), kCFURLPOSIXPathStyle, true), nullptr);
 }
 
 }  // namespace
