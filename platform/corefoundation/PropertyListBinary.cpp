@@ -69,7 +69,9 @@ constexpr char kUnknown[] = "an object is none of a property list's";
 // A function that returns false has set the reason.
 class BinaryChecker {
  public:
-  explicit BinaryChecker(Bytes bytes) : bytes_(bytes) {}
+  // Writers share strings and numbers, of which each use still takes a byte, but not containers. So there are
+  // at most as many values as bytes.
+  explicit BinaryChecker(Bytes bytes) : bytes_(bytes), tally_(std::min(bytes.size(), kMostValues)) {}
 
   std::string Run() {
     if (ReadTrailer()) (void)Object(top_, 0, false);

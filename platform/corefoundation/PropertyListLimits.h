@@ -12,19 +12,23 @@ inline constexpr size_t kLargestList = size_t{64} << 20;
 // Keys of one dictionary: the library's look-ups take time in proportion.
 inline constexpr size_t kMostKeys = 16384;
 
+inline constexpr size_t kMostValues = size_t{1} << 18;
+
 // Counts what a list holds.
 class ListTally {
  public:
+  explicit ListTally(size_t mostValues = kMostValues) : mostValues_(mostValues) {}
+
   // False when that was one value, or one byte, too many.
   [[nodiscard]] bool Add(size_t bytes) {
-    constexpr size_t kMostValues = size_t{1} << 18;
-    if (values_ == kMostValues || bytes > kLargestList - bytes_) return false;
+    if (values_ == mostValues_ || bytes > kLargestList - bytes_) return false;
     ++values_;
     bytes_ += bytes;
     return true;
   }
 
  private:
+  const size_t mostValues_;
   size_t values_ = 0;
   size_t bytes_ = 0;
 };
