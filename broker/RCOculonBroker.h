@@ -1,5 +1,6 @@
-// The observer's end of the channel to the remote-control service.
+// The two ends of the channel between the remote-control service and the observer: here the observer's.
 #pragma once
+#include "broker/RCOculonClient.h"
 #include "broker/RCZmqBroker.h"
 #include "common/StCFTypeRef.h"
 

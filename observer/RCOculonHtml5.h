@@ -3,6 +3,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include "broker/RCOculonBroker.h"
+#include "broker/RCRemoteBroker.h"
 #include "platform/ThreadSafety.h"
 #include "rcserv/RCHtml5Screener.h"
 
@@ -33,5 +34,6 @@ class RCOculonHtml5 : public RCOculonServer {
   bool brokerRunning_ GUARDED_BY(lock_) = false;
   bool started_ GUARDED_BY(lock_) = false;
   CFRunLoopRef runLoop_;  // the main thread's, borrowed
+  RCRemoteClient remoteClient_;
   RCHtml5Screener screener_ GUARDED_BY(lock_);
 };
