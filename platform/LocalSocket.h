@@ -15,10 +15,15 @@ class LocalSocketName {
   // Nobody can connect before the caller listens, and with the usual mode nobody but its owner and root.
   [[nodiscard]] int Bind(int socket, const std::string& path, mode_t mode = 0600);
 
+  // Lets another user connect instead. 0 or an errno value.
+  [[nodiscard]] int GiveTo(uid_t owner);
+
   // Removes the name unless another process has put its own there meanwhile; nothing when nothing is bound.
   void Remove();
 
  private:
+  [[nodiscard]] int Recognise();
+
   std::string path_;
   dev_t device_ = 0;
   ino_t inode_ = 0;

@@ -36,7 +36,7 @@ struct ProgramStart {
   std::vector<std::string> arguments = {};
   std::optional<std::vector<std::string>> environment = {};  // "NAME=value"; none: this process's own
   std::optional<Identity> identity = {};                     // none: this process's own
-  std::string folder = {};                                   // to work in; empty: this process's own
+  std::string folder = {};  // to work in, else the root folder; empty: this process's
   int input = STDIN_FILENO, output = STDOUT_FILENO, error = STDERR_FILENO;
 };
 

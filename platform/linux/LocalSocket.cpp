@@ -17,13 +17,24 @@ int LocalSocketName::Bind(int socket, const std::string& path, mode_t mode) {
 
   if (unlink(path.c_str()) != 0 && errno != ENOENT) return errno;
   if (bind(socket, reinterpret_cast<const sockaddr*>(&address), length) != 0) return errno;
-  struct stat made {};
-  if (chmod(path.c_str(), mode) != 0 || lstat(path.c_str(), &made) != 0) {
-    const int error = errno;
-    unlink(path.c_str());
-    return error;
-  }
   path_ = path;
+  int error = chmod(path.c_str(), mode) == 0 ? 0 : errno;
+  if (error == 0) error = Recognise();
+  if (error != 0) {
+    unlink(path.c_str());
+    path_.clear();
+  }
+  return error;
+}
+
+int LocalSocketName::GiveTo(uid_t owner) {
+  if (lchown(path_.c_str(), owner, static_cast<gid_t>(-1)) != 0) return errno;
+  return Recognise();
+}
+
+int LocalSocketName::Recognise() {
+  struct stat made {};
+  if (lstat(path_.c_str(), &made) != 0) return errno;
   device_ = made.st_dev;
   inode_ = made.st_ino;
   changed_ = made.st_ctim;

@@ -83,7 +83,7 @@ void Become(Plan& plan) {
   // Closed by the exec, so that the pipe of the outcome lives until then.
   if (!PlaceStandardFiles(start) || close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC) != 0) return;
   if (start.identity && !TakeIdentity(*start.identity)) return;
-  if (!start.folder.empty() && chdir(start.folder.c_str()) != 0) return;
+  if (!start.folder.empty() && chdir(start.folder.c_str()) != 0 && chdir("/") != 0) return;
   execve(start.path.c_str(), plan.argv.data(), start.environment ? plan.envp.data() : environ);
 }
 
