@@ -1,0 +1,73 @@
+// kvdispatch: starts programs for the agent's other programs. Start reading in main(), at the end.
+#include <asl.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+
+#include "broker/LocalEndpoint.h"
+#include "broker/RootFolder.h"
+#include "common/KCFolderManager.h"
+#include "common/KCasl.h"
+#include "common/LaunchRequest.h"
+#include "common/StCFTypeRef.h"
+#include "service/Console.h"
+#include "service/Dispatcher.h"
+#include "service/Options.h"
+#include "service/SecretFile.h"
+#include "service/Signals.h"
+#include "service/SingleInstance.h"
+
+namespace {
+
+enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2 };
+
+// A descriptor that is opened later must not be taken for one of the three.
+void OpenStandardFiles() {
+  int fd = 0;
+  do {
+    fd = open("/dev/null", O_RDWR);
+  } while (fd >= 0 && fd <= STDERR_FILENO);
+  if (fd >= 0) close(fd);
+}
+
+ExitCode Fail(const std::string& why) {
+  std::fprintf(stderr, "kvdispatch: %s\n", why.c_str());
+  ASLLogger(ASL_LEVEL_INFO, 0, true, "kvdispatch: %s", why.c_str());
+  return kFailed;
+}
+
+std::string SocketFolder() {
+  const std::string path = PathOfEndpoint(FetchFolder(kFolderSocketSys));
+  return path.substr(0, path.rfind('/'));
+}
+
+ExitCode Dispatch(const service::Options& options) {
+  if (const std::string problem = service::Console(options).Problem(); !problem.empty()) return Fail(problem);
+  const service::SingleInstance instance(SocketFolder());
+  if (!instance.Problem().empty()) return Fail(instance.Problem());
+  if (!service::CatchSignals()) return Fail("cannot make a pipe");
+
+  service::SecretFile secret(kDispatcherSecretFile);
+  if (!secret.Problem().empty())
+    ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: no program will be started as root: %s",
+              secret.Problem().c_str());
+  service::Dispatcher dispatcher(options, secret);
+  if (const std::string problem = dispatcher.Open(); !problem.empty()) return Fail(problem);
+  ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: listens in %s", SocketFolder().c_str());
+  dispatcher.Run();
+  ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: ends");
+  return kDone;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  OpenStandardFiles();
+  const auto options = service::ParseOptions(argc, argv);
+  if (!options) return kUsage;
+  // A program that is no bundle has its own folder as its bundle's.
+  SettleRootFolder(StCFTypeRef<CFURLRef>(CFBundleCopyBundleURL(CFBundleGetMainBundle())));
+  return Dispatch(*options);
+}
