@@ -1,8 +1,10 @@
-// Between Core Foundation strings and NUL-terminated byte strings.
+// Between Core Foundation strings and NUL-terminated byte strings; texts for scripts, and texts in the
+// language of the console's user.
 //
 // Any thread; nothing here throws.
 #pragma once
 #include <CoreFoundation/CoreFoundation.h>
+#include <sys/types.h>
 
 #include "platform/Handles.h"
 
@@ -25,3 +27,16 @@ class KCStringHelper {
 
 // strcmp of `text` with the converted string; null counts as the empty text.
 int CStringCompareWithCFString(const char* text, CFStringRef string, CFStringEncoding encoding);
+
+// A copy in which the characters that scripts give a meaning are tokens like "[QUOT]", and the way back,
+// which knows more spellings: "[DQUOTE]" and "&quot;" are quotes as well. Null of null; the caller releases.
+CFMutableStringRef EscapeScript(CFStringRef string);
+CFMutableStringRef UnEscapeScript(CFStringRef string);
+
+// The text of `key` in a table of the agent's resource bundle, in the language of the console's user, whoever
+// runs this process; `value` when there is none. At the login window, and with nobody at the console, the
+// process's own language counts. The caller releases.
+CFStringRef KCLocalizedStringWithDefaultValue(CFStringRef key, CFStringRef value, CFStringRef table);
+
+// The languages that the user has chosen, best first; null when none are. The caller releases.
+CFArrayRef CopyLanguageArrayFromDefaultsWithUID(uid_t uid);
