@@ -141,7 +141,7 @@ class BinaryChecker {
       case kArray:
         return Elements(rest, *size, 1, depth);
       case kDictionary:
-        if (*size > kMostKeys) return Refuse("a dictionary has too many keys");
+        if (!tally_.AddDictionary(*size)) return Refuse("the dictionaries have too many keys");
         return Elements(rest, *size, 2, depth);
       default:
         return Refuse(kUnknown);

@@ -237,7 +237,8 @@ class NodeMaker {
 
   Node Dictionary(const __CFDictionary& dictionary, size_t depth) {
     if (depth > kDeepestList) return Refuse("the list is nested too deeply");
-    if (dictionary.entries.size() > kMostKeys) return Refuse("a dictionary has too many keys");
+    if (!tally_.AddDictionary(dictionary.entries.size()))
+      return Refuse("the dictionaries have too many keys");
     Node node(plist_new_dict());
     for (const auto& [key, value] : dictionary.entries) {
       if (CFGetTypeID(key.Get()) != CFStringGetTypeID()) return Refuse("a key is no string");

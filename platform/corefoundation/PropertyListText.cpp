@@ -122,8 +122,11 @@ class TextParser {
     __CFDictionary::Entries entries;
     for (;;) {
       if (!Skip()) return {};
-      if (rest_.empty() || Next(u'}')) return MakeDictionary(std::move(entries));
-      if (entries.size() == kMostKeys) return Refuse("a dictionary has too many keys");
+      if (rest_.empty() || Next(u'}')) {
+        if (!tally_.AddDictionary(entries.size())) return Refuse("the dictionaries have too many keys");
+        return MakeDictionary(std::move(entries));
+      }
+      if (!tally_.Add(0)) return Refuse("the list holds too many values");
       Kept key = String();
       if (!key || !Skip()) return {};
       Kept value = key;

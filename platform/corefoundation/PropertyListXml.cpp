@@ -272,8 +272,7 @@ class XmlChecker {
   bool Entries(size_t depth) {
     for (size_t keys = 0;; ++keys) {
       if (!SkipBetween()) return false;
-      if (AtEnd()) return true;
-      if (keys == kMostKeys) return Refuse("a dictionary has too many keys");
+      if (AtEnd()) return tally_.AddDictionary(keys) || Refuse("the dictionaries have too many keys");
       const auto tag = Open();
       if (!tag) return false;
       if (tag->name != "key" || tag->isEmpty) return Refuse("a value has no key");

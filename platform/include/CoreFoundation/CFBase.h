@@ -76,7 +76,7 @@ Boolean CFEqual(CFTypeRef a, CFTypeRef b);
 CFHashCode CFHash(CFTypeRef value);
 
 // Kind, address and value, for people who debug; null of null. "%@" shows it for values that have no text of
-// their own (strings, numbers and URLs do).
+// their own (most do; a container's goes over several lines).
 CFStringRef CFCopyDescription(CFTypeRef value);
 
 }  // extern "C"

@@ -1,7 +1,9 @@
 // Trees of dictionaries, arrays, strings, numbers, booleans, dates and data, as bytes.
 //
 // Bytes may come from anywhere: what is damaged, nested deeper than 512 levels, or would unfold to more than
-// a list of its size can hold, is refused.
+// a list of its size can hold, is refused; so are lists of more than 64 MiB or 262144 values, and dictionaries
+// of more than 8192 keys. Dates are whole seconds from 1932 to 2069. An integer above the signed range is read
+// as a real.
 #pragma once
 #include <CoreFoundation/CFBase.h>
 
@@ -24,7 +26,8 @@ CFPropertyListRef CFPropertyListCreateWithStream(CFAllocatorRef allocator, CFRea
                                                  CFIndex length, CFOptionFlags options,
                                                  CFPropertyListFormat* format, CFErrorRef* error);
 
-// Null when the tree holds something else than the types above, or a dictionary key that is no string.
+// Null when the tree holds something else than the types above, a dictionary key that is no string, or a string
+// with a NUL or half a surrogate pair in it.
 CFDataRef CFPropertyListCreateData(CFAllocatorRef allocator, CFPropertyListRef propertyList,
                                    CFPropertyListFormat format, CFOptionFlags options, CFErrorRef* error);
 

@@ -1,9 +1,8 @@
 // Property lists: every type in both forms, the text forms, and what is refused.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <fstream>
-#include <functional>
+#include <vector>
 
 #include "tests/platform/corefoundation/Support.h"
 #include "tests/support/TemporaryFolder.h"
@@ -136,6 +135,8 @@ TEST(PropertyListTest, WhatIsDamagedOrTooLargeIsRefused) {
   std::vector<std::string> doubling;
   for (char i = 1; i <= 20; ++i) doubling.push_back({'\xA2', i, i});
   doubling.push_back("\x08");
+  std::string manyKeys;
+  for (int i = 0; i < 8193; ++i) manyKeys += "<key>" + std::to_string(i) + "</key><true/>";
   const std::string rows[] = {
       "",
       "\0"s,
@@ -194,6 +195,7 @@ TEST(PropertyListTest, WhatIsDamagedOrTooLargeIsRefused) {
       "\"\\Ud800\"",
       "\"\\0\"",
       "a = b; }",
+      Xml("<dict>" + manyKeys + "</dict>"),
       Nested(1000, "(", ")"),
       Nested(1000, "{a=", ";}"),
       Xml(Nested(1000, "<array>", "</array>")),
