@@ -121,8 +121,9 @@ void __CFRunLoop::Wait(TimePoint deadline, GPollFD* extra) {
   if (extra != nullptr) fds[count] = *extra;
 
   if (deadline != TimePoint::max()) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(std::max(deadline, steady_clock::now()) -
-                                                                   steady_clock::now());
+    // One look at the clock: of two, the second is later, and what is left would not be 0 where it must be.
+    const TimePoint now = steady_clock::now();
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(std::max(deadline, now) - now);
     const auto leftMs = static_cast<int>(std::clamp<int64_t>(left.count(), 0, G_MAXINT));
     timeoutMs = timeoutMs < 0 ? leftMs : std::min(timeoutMs, leftMs);
   }
