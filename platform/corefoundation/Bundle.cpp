@@ -104,9 +104,8 @@ struct __CFBundle final : platform::cf::Object {
     return platform::cf::Describe("CFBundle", this, platform::cf::AsObject(url.get())->Text());
   }
 
-  // What Info.plist says, never null, and what its texts in the reader's language add to it, which may be.
+  // What Info.plist says; never null.
   CFDictionaryRef Info();
-  CFDictionaryRef LocalizedInfo();
 
   [[nodiscard]] std::filesystem::path Resources() const;
   // The names of the folders for languages, sorted.
@@ -123,8 +122,8 @@ struct __CFBundle final : platform::cf::Object {
   // Best first.
   std::vector<std::string> ReadersLocalizations();
 
-  std::once_flag readInfo_, readLocalizedInfo_;
-  platform::cf::Reference<CFDictionaryRef> info_, localizedInfo_;
+  std::once_flag readInfo_;
+  platform::cf::Reference<CFDictionaryRef> info_;
 };
 
 using platform::cf::Reference;
@@ -146,11 +145,6 @@ CFDictionaryRef __CFBundle::Info() {
     }
   });
   return info_.get();
-}
-
-CFDictionaryRef __CFBundle::LocalizedInfo() {
-  std::call_once(readLocalizedInfo_, [this] { localizedInfo_ = Table("InfoPlist"); });
-  return localizedInfo_.get();
 }
 
 std::vector<std::string> __CFBundle::Localizations() const {
@@ -248,12 +242,6 @@ CFBundleRef CFBundleCreate(CFAllocatorRef, CFURLRef url) {
 }
 
 CFDictionaryRef CFBundleGetInfoDictionary(CFBundleRef bundle) { return bundle->Info(); }
-
-CFTypeRef CFBundleGetValueForInfoDictionaryKey(CFBundleRef bundle, CFStringRef key) {
-  const CFDictionaryRef localized = bundle->LocalizedInfo();
-  const void* const value = localized != nullptr ? CFDictionaryGetValue(localized, key) : nullptr;
-  return value != nullptr ? value : CFDictionaryGetValue(bundle->Info(), key);
-}
 
 CFStringRef CFBundleCopyLocalizedString(CFBundleRef bundle, CFStringRef key, CFStringRef value,
                                         CFStringRef table) {

@@ -246,6 +246,20 @@ TEST_F(VersionUtilsTest, AnApplicationsForkTellsItsVersion) {
   }
 }
 
+TEST_F(VersionUtilsTest, ABundlesInformationTellsItsVersion) {
+  const std::pair<const char*, bool> rows[] = {{"CFBundleShortVersionString", true},
+                                               {"CFBundleVersion", false}};
+  for (const auto& [key, told] : rows) {
+    Write("b/Info.plist", std::string("<plist version=\"1.0\"><dict><key>") + key +
+                              "</key><string>1.2.3</string></dict></plist>");
+    const StCFTypeRef<CFBundleRef> bundle{CFBundleCreate(kCFAllocatorDefault, MakeUrl(folder_ / "b"))};
+    NumVersion version = MakeNumVersion(1);
+    EXPECT_EQ(KCGetBundleVersion(bundle, &version), told);
+    EXPECT_EQ(Number(version), told ? 0x01230000U : 0U);
+    EXPECT_EQ(Utf8(KCGetBundleVersionString(bundle)), told ? "1.2.3" : "(null)");
+  }
+}
+
 TEST_F(VersionUtilsTest, TheProfilersAnswerIsFollowedToTheValue) {
   const std::string item =
       "<plist version=\"1.0\"><array><dict><key>_items</key><array><dict><key>a</key><dict>"

@@ -21,8 +21,6 @@ CFBundleRef CFBundleCreate(CFAllocatorRef allocator, CFURLRef url);
 
 // Borrowed: the Info.plist, empty when there is none.
 CFDictionaryRef CFBundleGetInfoDictionary(CFBundleRef bundle);
-// Borrowed; a value in the user's language first. Null when there is none.
-CFTypeRef CFBundleGetValueForInfoDictionaryKey(CFBundleRef bundle, CFStringRef key);
 
 // The text of `key` in the table (null: "Localizable") in the process's own language; `value` when it is
 // missing, and the key when that is null or empty. The caller releases.

@@ -18,7 +18,6 @@ enum : OSErr {
   tmfoErr = -42,
   fnfErr = -43,
   memFullErr = -108,
-  nilHandleErr = -109,
   resNotFound = -192,
   resFNotFound = -193,
   mapReadErr = -199
