@@ -36,8 +36,6 @@ void ReportError(CFErrorRef* error, CFIndex code, std::string_view sentence) {
 
 extern "C" {
 
-CFTypeID CFErrorGetTypeID() { return static_cast<CFTypeID>(platform::cf::Type::kError); }
-
 CFIndex CFErrorGetCode(CFErrorRef error) { return error->code; }
 
 CFStringRef CFErrorCopyDescription(CFErrorRef error) { return platform::cf::CreateString(error->sentence); }

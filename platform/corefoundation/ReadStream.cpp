@@ -27,8 +27,6 @@ struct __CFReadStream final : platform::cf::Object {
 
 extern "C" {
 
-CFTypeID CFReadStreamGetTypeID() { return static_cast<CFTypeID>(platform::cf::Type::kReadStream); }
-
 CFReadStreamRef CFReadStreamCreateWithFile(CFAllocatorRef, CFURLRef url) {
   UInt8 path[PATH_MAX];
   if (url == nullptr || !CFURLGetFileSystemRepresentation(url, true, path, sizeof path)) return nullptr;

@@ -41,8 +41,6 @@ struct __CFUUID final : platform::cf::Object {
 
 extern "C" {
 
-CFTypeID CFUUIDGetTypeID() { return static_cast<CFTypeID>(platform::cf::Type::kUUID); }
-
 CFUUIDRef CFUUIDCreate(CFAllocatorRef) {
   std::random_device random;  // the machine's own source
   __CFUUID::Bytes bytes;

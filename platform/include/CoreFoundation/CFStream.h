@@ -4,7 +4,6 @@
 
 extern "C" {
 
-CFTypeID CFReadStreamGetTypeID();
 // Null for a URL that is no file's.
 CFReadStreamRef CFReadStreamCreateWithFile(CFAllocatorRef allocator, CFURLRef url);
 // False when the file cannot be read.

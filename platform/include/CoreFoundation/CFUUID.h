@@ -4,7 +4,6 @@
 
 extern "C" {
 
-CFTypeID CFUUIDGetTypeID();
 // A new random one.
 CFUUIDRef CFUUIDCreate(CFAllocatorRef allocator);
 // 36 characters, upper case.

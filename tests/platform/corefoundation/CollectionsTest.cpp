@@ -43,6 +43,13 @@ TEST(CollectionsTest, KeysAreFoundByValueAndABooleanIsNoNumber) {
   EXPECT_EQ(CFDictionaryGetValue(dictionary.get(), key.get()), CFSTR("first"));
   EXPECT_FALSE(CFEqual(integer.get(), kCFBooleanTrue));
 
+  // Arrays of one element hash alike.
+  const void* elements[] = {CFSTR("a"), CFSTR("b")};
+  const Owned<CFArrayRef> a(CFArrayCreate(nullptr, &elements[0], 1, &kCFTypeArrayCallBacks));
+  const Owned<CFArrayRef> b(CFArrayCreate(nullptr, &elements[1], 1, &kCFTypeArrayCallBacks));
+  CFDictionarySetValue(dictionary.get(), a.get(), CFSTR("of a"));
+  EXPECT_FALSE(CFDictionaryContainsKey(dictionary.get(), b.get()));
+
   const void* value = this;
   EXPECT_FALSE(CFDictionaryGetValueIfPresent(dictionary.get(), kCFBooleanFalse, &value));
   EXPECT_EQ(value, this);
