@@ -5,10 +5,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/platform/corefoundation/Support.h"
@@ -124,6 +127,21 @@ TEST_F(PreferencesTest, ASaveIsLaterThanTheOneBeforeWhateverTheClockSays) {
   Set("key", "2");
   ASSERT_TRUE(Synchronize());
   EXPECT_GT(fs::last_write_time(file_), future);
+}
+
+TEST_F(PreferencesTest, ThreadsSetReadAndSaveAtOnce) {
+  constexpr int kRounds = 20;
+  std::vector<std::thread> threads;
+  for (const char* name : {"a", "b", "c"})
+    threads.emplace_back([name] {
+      for (int round = 0; round < kRounds; ++round) {
+        Set(name, std::to_string(round));
+        EXPECT_EQ(Get(name), std::to_string(round)) << "never an older one, also while it is written";
+        EXPECT_TRUE(Synchronize());
+        EXPECT_EQ(Get(name), std::to_string(round));
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
 }
 
 TEST_F(PreferencesTest, AWriterThatIsKilledLeavesAWholeFile) {
