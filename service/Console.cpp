@@ -74,7 +74,9 @@ std::string Console::Problem() const {
 }
 
 void Console::Refresh() {
-  session_ = !root_ || !options_.user.empty() || !options_.display.empty() ? GivenSession() : FoundSession();
+  const bool given = !options_.user.empty() || !options_.display.empty() || !options_.xauthority.empty() ||
+                     !options_.runtimeFolder.empty() || !options_.busAddress.empty();
+  session_ = !root_ || given ? GivenSession() : FoundSession();
 }
 
 std::optional<uid_t> Console::User() const {
@@ -90,7 +92,10 @@ std::optional<Console::Session> Console::GivenSession() const {
     if (!account) return std::nullopt;
     session.user = account->identity.user;
   } else if (root_) {
-    if (const std::optional<Session> found = FoundSession()) session.user = found->user;
+    const std::optional<Session> found = FoundSession();
+    if (!found) return std::nullopt;
+    session.user = found->user;
+    session.loginWindow = found->loginWindow;
   }
   const std::string runtime = "/run/user/" + std::to_string(session.user);
   Add(session.variables, "DISPLAY", FirstOf(options_.display, OwnVariable("DISPLAY")));

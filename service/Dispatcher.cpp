@@ -11,6 +11,7 @@
 
 #include "common/KCFolderManager.h"
 #include "common/KCasl.h"
+#include "service/Leftovers.h"
 #include "service/OpenTool.h"
 #include "service/Replies.h"
 #include "service/Signals.h"
@@ -204,6 +205,7 @@ ResultCode Dispatcher::Start(Endpoint& endpoint, const std::string& client, Laun
   program.identity = std::move(surroundings.identity);
   program.folder = std::move(surroundings.folder);
 
+  if (endpoint.Context() == kKVLaunchContextUsr) RemoveLeftovers(userOwner_);
   auto launch = std::make_unique<Launch>(endpoint, client, order.mode, opens, options_.patience);
   if (!launch->Begin(std::move(program), null_.Get())) return ResultCode::kNotStarted;
   launches_.push_back(std::move(launch));

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "broker/LocalEndpoint.h"
@@ -67,6 +68,8 @@ int main(int argc, char** argv) {
   OpenStandardFiles();
   const auto options = service::ParseOptions(argc, argv);
   if (!options) return kUsage;
+  // Whose the display is follows from it.
+  if (!options->display.empty()) setenv("DISPLAY", options->display.c_str(), 1);
   // A program that is no bundle has its own folder as its bundle's.
   SettleRootFolder(StCFTypeRef<CFURLRef>(CFBundleCopyBundleURL(CFBundleGetMainBundle())));
   return Dispatch(*options);
