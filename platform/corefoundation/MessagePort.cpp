@@ -45,8 +45,6 @@ void __CFMessagePort::SetInvalidationCallBack(CFMessagePortInvalidationCallBack 
 
 extern "C" {
 
-CFTypeID CFMessagePortGetTypeID() { return static_cast<CFTypeID>(platform::cf::Type::kMessagePort); }
-
 CFMessagePortRef CFMessagePortCreateLocal(CFAllocatorRef, CFStringRef name, CFMessagePortCallBack callback,
                                           CFMessagePortContext* context, Boolean* shouldFreeInfo) {
   if (shouldFreeInfo != nullptr) *shouldFreeInfo = true;

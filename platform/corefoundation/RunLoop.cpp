@@ -285,8 +285,6 @@ extern "C" {
 const CFStringRef kCFRunLoopDefaultMode = CFSTR("kCFRunLoopDefaultMode");
 const CFStringRef kCFRunLoopCommonModes = CFSTR("kCFRunLoopCommonModes");
 
-CFTypeID CFRunLoopGetTypeID() { return static_cast<CFTypeID>(platform::cf::Type::kRunLoop); }
-
 CFRunLoopRef CFRunLoopGetCurrent() { return platform::cf::threadLoop.Get(); }
 
 CFRunLoopRef CFRunLoopGetMain() { return platform::cf::MainLoop(); }

@@ -75,8 +75,6 @@ bool __CFRunLoopSource::Perform() {
 
 extern "C" {
 
-CFTypeID CFRunLoopSourceGetTypeID() { return static_cast<CFTypeID>(platform::cf::Type::kRunLoopSource); }
-
 CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef, CFIndex order, CFRunLoopSourceContext* context) {
   if (context == nullptr || context->version != 0) return nullptr;
   return new __CFRunLoopSource(__CFRunLoopSource::Kind::kSignalled, order, *context);

@@ -108,8 +108,6 @@ void __CFRunLoopTimer::FireIfDue(TimePoint now) {
 
 extern "C" {
 
-CFTypeID CFRunLoopTimerGetTypeID() { return static_cast<CFTypeID>(platform::cf::Type::kRunLoopTimer); }
-
 CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef, CFAbsoluteTime fireDate, CFTimeInterval interval,
                                        CFOptionFlags, CFIndex order, CFRunLoopTimerCallBack callback,
                                        CFRunLoopTimerContext* context) {
@@ -126,10 +124,6 @@ Boolean CFRunLoopTimerIsValid(CFRunLoopTimerRef timer) { return timer->IsValid()
 
 void CFRunLoopAddTimer(CFRunLoopRef loop, CFRunLoopTimerRef timer, CFStringRef mode) {
   timer->AddTo(loop, ModeName(mode));
-}
-
-void CFRunLoopRemoveTimer(CFRunLoopRef loop, CFRunLoopTimerRef timer, CFStringRef mode) {
-  timer->RemoveFrom(loop, ModeName(mode));
 }
 
 }  // extern "C"

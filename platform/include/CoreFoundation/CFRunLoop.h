@@ -14,8 +14,6 @@ enum CFRunLoopRunResult : SInt32 {
   kCFRunLoopRunHandledSource = 4
 };
 
-CFTypeID CFRunLoopGetTypeID();
-
 // Borrowed; a loop lives as long as its thread. The main thread is the one that ran static initialisation;
 // its loop can be asked for on any thread.
 CFRunLoopRef CFRunLoopGetCurrent();
@@ -40,6 +38,8 @@ void CFRunLoopWakeUp(CFRunLoopRef loop);
 
 // ---- sources: from any thread; called on the thread of the loop
 
+// `copyDescription`, `equal` and `hash` are not called. `schedule` and `cancel` are, for each mode, on the
+// thread that adds or removes the source.
 struct CFRunLoopSourceContext {
   CFIndex version;  // 0
   void* info;
@@ -53,7 +53,6 @@ struct CFRunLoopSourceContext {
   void (*perform)(void* info);
 };
 
-CFTypeID CFRunLoopSourceGetTypeID();
 // Sources of a lower order are served first.
 CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef allocator, CFIndex order,
                                          CFRunLoopSourceContext* context);
@@ -66,6 +65,7 @@ void CFRunLoopRemoveSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFStrin
 
 // ---- timers: likewise
 
+// `copyDescription` is not called.
 struct CFRunLoopTimerContext {
   CFIndex version;  // 0
   void* info;
@@ -75,14 +75,13 @@ struct CFRunLoopTimerContext {
 };
 using CFRunLoopTimerCallBack = void (*)(CFRunLoopTimerRef timer, void* info);
 
-CFTypeID CFRunLoopTimerGetTypeID();
-// An interval of 0 seconds or less fires once, and the timer is then invalid.
+// An interval of 0 seconds or less fires once, and the timer is then invalid. What a busy loop misses of the
+// others is left out. Setting the clock does not move a timer that is there.
 CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef allocator, CFAbsoluteTime fireDate,
                                        CFTimeInterval interval, CFOptionFlags flags, CFIndex order,
                                        CFRunLoopTimerCallBack callback, CFRunLoopTimerContext* context);
 void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer);
 Boolean CFRunLoopTimerIsValid(CFRunLoopTimerRef timer);
 void CFRunLoopAddTimer(CFRunLoopRef loop, CFRunLoopTimerRef timer, CFStringRef mode);
-void CFRunLoopRemoveTimer(CFRunLoopRef loop, CFRunLoopTimerRef timer, CFStringRef mode);
 
 }  // extern "C"
