@@ -143,6 +143,8 @@ void Dispatcher::LookAround() {
   if (error != 0)
     ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: cannot listen on %s: %s",
               UserEndpoint().Address().c_str(), zmq_strerror(error));
+  else if (!console_.User())
+    ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: nobody is at the console now");
   else
     ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: the user at the console is %ld now",
               static_cast<long>(owner));

@@ -17,11 +17,8 @@ namespace service {
 
 namespace {
 
-constexpr size_t kReadBytes = 16 << 10;
-// Read of one program before others have their turn; also what a pipe holds at most, so that nothing the
-// program wrote is lost when another process keeps the pipe open behind it.
+// Of one program before others have their turn.
 constexpr int kReadsInTurn = 64;
-static_assert(kReadsInTurn * kReadBytes >= 1 << 20);
 
 struct PipeEnds {
   platform::UniqueFd readEnd, writeEnd;
@@ -132,11 +129,12 @@ bool Launch::ReadOutput() {
   do {
     length = read(output_.Get(), bytes.data(), bytes.size());
   } while (length < 0 && errno == EINTR);
-  if (length > 0) {
+  if (length > 0 && (!reaped_ || readsLeft_-- > 0)) {
     if (!clientGone_) text_.Append({bytes.data(), static_cast<size_t>(length)});
     return true;
   }
-  // The end of the pipe; or of the program alone, when another process still has the pipe.
+  // The end of the pipe; or of the program alone, when another process still has the pipe and perhaps goes on
+  // writing.
   if (length < 0 && !reaped_) return false;
   output_.Reset();
   text_.Finish();

@@ -40,6 +40,10 @@ class Launch {
  private:
   using Clock = std::chrono::steady_clock;
 
+  static constexpr size_t kReadBytes = 16 << 10;
+  // As much as a pipe holds at most: nothing of what the program itself wrote is lost.
+  static constexpr int kReadsAfterEnd = (1 << 20) / kReadBytes;
+
   [[nodiscard]] bool Starting() const { return static_cast<bool>(starting_.outcome); }
   [[nodiscard]] bool ReadsOutput() const { return mode_ == Mode::kStream || mode_ == Mode::kLines; }
   void Decide();
@@ -63,6 +67,7 @@ class Launch {
   platform::UniqueFd output_;
   OutputText text_;
   bool reaped_ = false;
+  int readsLeft_ = kReadsAfterEnd;
   int32_t status_ = 0;  // the program's, once it is reaped
 
   std::string pending_;  // what the client had no room for

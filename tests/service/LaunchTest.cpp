@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <string>
 #include <vector>
@@ -69,6 +70,10 @@ TEST_F(LaunchTest, ReportsStartOutputAndResultAsTheyWereAskedFor) {
   EXPECT_EQ(Lines("sleep 600 & echo $!", lines), 0);
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(kill(std::stoi(lines[0]), SIGKILL), 0);
+  lines.clear();
+  EXPECT_EQ(Lines("yes & echo $!", lines), 0);
+  EXPECT_TRUE(IsGone(std::stoi(
+      *std::find_if(lines.begin(), lines.end(), [](const std::string& line) { return line != "y"; }))));
 }
 
 TEST_F(LaunchTest, AProgramThatIsOnlyStartedIsReapedAtItsEnd) {
