@@ -3,7 +3,8 @@
 // Ours: KCLaunchAndWait of /bin/true through a kvdispatch of its own: a property list out, two replies back,
 // and the program's end. The peer: posix_spawn of the same program and the read of a pipe that ends with it,
 // which is how one learns from a bare start that the program has run. Beside both, a call to KCLaunch, which
-// comes back as soon as the program was started.
+// comes back as soon as the program was started, and a request that the dispatcher refuses, which costs all
+// but the start.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -24,6 +25,7 @@ namespace {
 
 constexpr int kRounds = 21;
 constexpr int kLaunches = 50;  // a round
+constexpr int32_t kBadCommand = -3;
 constexpr char kProgram[] = "/bin/true";
 
 void Require(bool fine, const char* what) {
@@ -65,6 +67,10 @@ int main() {
   std::printf("a launch of %s, %d rounds of %d\n", kProgram, kRounds, kLaunches);
   const auto results = bench::Run(
       {{"posix_spawn, pipe to its end", [] { return Round(SpawnAndRead); }},
+       {"a request that is refused",
+        [] {
+          return Round([] { Require(KCLaunch("", kKVLaunchContextUsr) == kBadCommand, "the refusal"); });
+        }},
        {"KCLaunch: to \"started\"",
         [] { return Round([] { Require(KCLaunch(kProgram, kKVLaunchContextUsr) == 0, "KCLaunch"); }); }},
        {"KCLaunchAndWait: to the result",
@@ -74,6 +80,6 @@ int main() {
         }}},
       kRounds);
   std::printf("to \"started\" in %.2f times, to the result in %.2f times the bare start's time\n",
-              results[1].median / results[0].median, results[2].median / results[0].median);
+              results[2].median / results[0].median, results[3].median / results[0].median);
   return 0;
 }
