@@ -82,8 +82,11 @@ UniqueFd Connect(const std::string& path, std::chrono::milliseconds patience) {
   return connection;
 }
 
-// A server listens there. Whoever does not answer in time is there as well.
-bool IsAlive(const std::string& path) {
+// A server that is to be trusted listens there. Whoever does not answer in time is there as well. The name
+// that another user has made is free for those who can remove it: nobody would talk to that server.
+bool IsTaken(const std::string& path) {
+  struct stat found {};
+  if (lstat(path.c_str(), &found) == 0 && !IsTrusted(found.st_uid)) return false;
   const UniqueFd probe = Connect(path, std::chrono::milliseconds(200));
   return probe || errno == EAGAIN;
 }
@@ -109,7 +112,7 @@ std::optional<PortListener> ListenOnPort(const std::string& path) {
   const UniqueFd folder = OpenFolder(std::filesystem::path(path).parent_path());
   if (!folder) return std::nullopt;
   LockFolder(folder.Get());
-  if (IsAlive(path)) {
+  if (IsTaken(path)) {
     ConsoleLog("the message port %s is taken", path.c_str());
     return std::nullopt;
   }

@@ -294,6 +294,9 @@ TEST_F(MessagePortTest, TheFolderIsEverybodysAndSomebodyElseIsNotTrusted) {
              EXPECT_EQ(Port("theirs").Get(), nullptr);
            }).find("not to be trusted") != std::string::npos;
   }));
+  const Owned<CFMessagePortRef> ours(
+      CFMessagePortCreateLocal(nullptr, CFSTR("theirs"), nullptr, nullptr, nullptr));
+  EXPECT_NE(ours, nullptr) << "a name that somebody else has made keeps root from nothing";
   for (const auto& [mode, accepted] : {std::pair{mode_t{0777}, false}, {mode_t{01777}, true}}) {
     chown(Folder().c_str(), kSomebodyElse, kSomebodyElse);
     chmod(Folder().c_str(), mode);
