@@ -27,7 +27,9 @@ platform::UniqueFd MakeListener() {
 
 bool IsLocalEndpoint(const std::string& endpoint) { return endpoint.starts_with(kIpcPrefix); }
 
-std::string PathOfEndpoint(const std::string& endpoint) { return endpoint.substr(kIpcPrefix.size()); }
+std::string PathOfEndpoint(const std::string& endpoint) {
+  return IsLocalEndpoint(endpoint) ? endpoint.substr(kIpcPrefix.size()) : std::string();
+}
 
 // ZeroMQ would make the socket with the process's mask, and on closing remove the name whoever has it by
 // then; so the listening socket is made here and handed over.

@@ -7,7 +7,8 @@
 
 [[nodiscard]] bool IsLocalEndpoint(const std::string& endpoint);
 
-// The file that an "ipc://" endpoint stands for.
+// The file that an "ipc://" endpoint stands for; empty for any other text, such as the bare folder of a
+// lookup that could not make its folder.
 [[nodiscard]] std::string PathOfEndpoint(const std::string& endpoint);
 
 // Binds `socket` to the endpoint, whose name is taken over from whoever has it; `name` then removes it. 0 or

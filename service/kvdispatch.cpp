@@ -40,7 +40,9 @@ ExitCode Fail(const std::string& why) {
 }
 
 std::string SocketFolder() {
-  const std::string path = PathOfEndpoint(FetchFolder(kFolderSocketSys));
+  const std::string endpoint = FetchFolder(kFolderSocketSys);
+  if (!IsLocalEndpoint(endpoint)) return endpoint;  // the bare folder, which could not be made
+  const std::string path = PathOfEndpoint(endpoint);
   return path.substr(0, path.rfind('/'));
 }
 

@@ -1,6 +1,10 @@
 // The broker's client end, answered by a plain ZeroMQ socket.
+#include <filesystem>
+#include <fstream>
 #include <future>
 
+#include "broker/RCOculonClient.h"
+#include "common/KCFolderManager.h"
 #include "tests/broker/BrokerTest.h"
 
 namespace {
@@ -68,6 +72,16 @@ TEST_F(ZmqBrokerClientTest, WhileAReplyIsAwaitedAnotherThreadMayStartAnewButNotA
 
   EXPECT_EQ(client_.TransferData(record, 4), 4) << "the old request's time-out is not the new connection's";
   EXPECT_EQ(peer_.Receive(), (Frames{Id(1), {2, 0, 0, 0}}));
+}
+
+TEST(OculonClientStartTest, AStandAloneClientOutlivesAUselessTemporaryFolder) {
+  const test::TemporaryFolder folder;
+  SetRootFolder(folder.Path().c_str());
+  std::filesystem::current_path(folder.Path());
+  std::ofstream{"t"};  // no folder: the lookup of the endpoint gives "t/"
+  setenv("TMPDIR", "t", 1);
+  RCOculonClient client;
+  EXPECT_FALSE(client.start_observer());
 }
 
 }  // namespace
