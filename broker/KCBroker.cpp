@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <utility>
@@ -180,8 +181,14 @@ CFMessagePortRef KCBrokerClient::KeepPort(StCFTypeRef<CFMessagePortRef> port, CF
 }
 
 bool KCBrokerClient::StartBrokerServer() {
-  const StCFTypeRef<CFStringRef> command(CFStringCreateWithFormat(
-      kCFAllocatorDefault, nullptr, CFSTR("'%s/%@' &"), FetchFolder(kFolderBin), name_.get()));
+  const char* const folder = FetchFolder(kFolderBin);
+  if (std::strchr(folder, '\'') != nullptr) {  // it would end the quotes
+    KCSignalIf(true, "KCBrokerClient::StartBrokerServer:: not run, its path is not one for the shell: '%s'\n",
+               folder);
+    return false;
+  }
+  const StCFTypeRef<CFStringRef> command(
+      CFStringCreateWithFormat(kCFAllocatorDefault, nullptr, CFSTR("'%s/%@' &"), folder, name_.get()));
   const int error = std::system(SystemText(command).c_str());
   KCSignalIf(error != 0, "KCBrokerClient::StartBrokerServer:: system err=%d.\n", error);
   if (error != 0) return false;

@@ -78,7 +78,7 @@ class KCBrokerClient : public KCBroker {
   // The port; when there is none, starts its server and waits a few seconds for the port. Null when that did
   // not help. Borrowed, until a later call finds that it has become invalid.
   virtual CFMessagePortRef StartBroker();
-  // Runs the program of the broker's name.
+  // Runs the program of the broker's name, through the shell; refuses a folder with a single quote.
   [[nodiscard]] virtual bool StartBrokerServer();
   // Ends a server that this client has started; does nothing when it has started none. A null user means the
   // console's.
