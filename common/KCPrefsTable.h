@@ -193,7 +193,7 @@ using Levels = Dictionary<KCPrefType::kLevels>;
 }  // namespace kcprefs
 
 // What a table is walked with: its constants; the members of its class; its rows for lists, which the class
-// `KC_PREF_CLASS` holds.
+// hands out as its Table().
 #define KC_PREF_CONSTANT(constant, key, Kind, fallback, getDefault, getter, setter) \
   inline const CFStringRef constant = CFSTR(key);
 

@@ -1,7 +1,8 @@
 // Between Core Foundation strings and NUL-terminated byte strings; texts for scripts, and texts in the
 // language of the console's user.
 //
-// Any thread; nothing here throws.
+// Any thread, but the first text in the user's language is asked for before other threads do so: it makes the
+// scanner's settings. Nothing here throws.
 #pragma once
 #include <CoreFoundation/CoreFoundation.h>
 #include <sys/types.h>
