@@ -5,6 +5,7 @@
 #include <CoreGraphics/CGColorSpace.h>
 #include <CoreGraphics/CGDirectDisplay.h>
 #include <CoreGraphics/CGDisplayConfiguration.h>
+#include <CoreGraphics/CGDisplayFade.h>
 #include <CoreGraphics/CGError.h>
 #include <CoreGraphics/CGGeometry.h>
 #include <CoreGraphics/CGImage.h>

@@ -1,4 +1,4 @@
-// What was redrawn on the screen.
+// What was redrawn on the screen; events posted into the session; local input held back.
 #pragma once
 #include <CoreGraphics/CGError.h>
 #include <CoreGraphics/CGGeometry.h>
@@ -16,5 +16,36 @@ CGError CGRegisterScreenRefreshCallback(CGScreenRefreshCallback callback, void* 
 // When it returns the callback does not run and never will again (called from inside the callback: after that
 // call).
 void CGUnregisterScreenRefreshCallback(CGScreenRefreshCallback callback, void* userInfo);
+
+using CGButtonCount = uint32_t;
+using CGCharCode = uint16_t;
+using CGKeyCode = uint16_t;  // a platform virtual key, 0 to 127
+using boolean_t = int;
+
+// ---- posting: the events reach the programs of the session as those of real devices do. Any thread.
+// kCGErrorCannotComplete without a window server.
+
+// The state of `count` buttons follows the position: left, right, others. The pointer moves only when
+// `updatePosition` is set.
+CGError CGPostMouseEvent(CGPoint position, boolean_t updatePosition, CGButtonCount count, boolean_t leftDown,
+                         ...);
+// `character` is ignored. kCGErrorNoneAvailable when the keyboard has no such key. Posting Caps Lock does not
+// switch the server's own lock.
+CGError CGPostKeyboardEvent(CGCharCode character, CGKeyCode key, boolean_t down);
+
+// ---- local input. It ends with the process, however that ends.
+
+// Keyboards and pointers of the machine are silent while `inhibit` is set; posted events pass. An error when
+// a device is kept by somebody else.
+CGError CGInhibitLocalEvents(boolean_t inhibit);
+// While it is off, the state of local modifiers and locks does not change what posted keys yield.
+CGError CGEnableEventStateCombining(boolean_t combine);
+
+enum CGEventSuppressionState : uint32_t {
+  kCGEventSuppressionStateSuppressionInterval = 0,
+  kCGEventSuppressionStateRemoteMouseDrag = 1
+};
+using CGEventFilterMask = uint32_t;
+CGError CGSetLocalEventsFilterDuringSuppressionState(CGEventFilterMask filter, CGEventSuppressionState state);
 
 }  // extern "C"
