@@ -29,8 +29,9 @@ void RemoveLeftovers(uid_t user) {
   const std::string screenSocket = FetchFolder(kFolderScreenIPCSocket);
   const std::string screenFiles = FetchFolder(kFolderSharedFrameBuffer);
   std::error_code error;
-  for (const fs::directory_entry& entry : fs::directory_iterator(fs::path(endpoint).parent_path(), error)) {
-    const std::string path = entry.path();
+  fs::directory_iterator entry(fs::path(endpoint).parent_path(), error);
+  for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+    const std::string path = entry->path();
     const bool observers = path == endpoint || path == screenSocket || path.starts_with(screenFiles);
     if (observers && BelongsToOthers(path, user)) unlink(path.c_str());
   }
