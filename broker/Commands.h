@@ -76,11 +76,16 @@ static_assert(sizeof(AsciiKeyEventRecord) == 11);
 
 // What the observer sends to the service's message port. Byte 1 of a record is its length.
 
+// What stands behind a StatusHeader.
+enum CONTROL_TYPES : uint8_t {
+  kControlStatus = 0  // a record below, or a piece of the tile stream
+};
+
 // Stands in front of a status record.
 struct StatusHeader {
-  char magic[4];         // "RCH1"
-  uint8_t reserved[4];   // zero
-  uint8_t controlType;   // 0 for the records below
+  char magic[4];        // "RCH1"
+  uint8_t reserved[4];  // zero
+  CONTROL_TYPES controlType;
   uint8_t reserved2[3];  // zero
 };
 static_assert(sizeof(StatusHeader) == 12);
