@@ -47,3 +47,32 @@ CGRect CGRectIntersection(CGRect a, CGRect b) {
 }
 
 bool CGRectIntersectsRect(CGRect a, CGRect b) { return !CGRectIsNull(CGRectIntersection(a, b)); }
+
+CGRect CGRectUnion(CGRect a, CGRect b) {
+  if (CGRectIsNull(a)) return b;
+  if (CGRectIsNull(b)) return a;
+  const double left = std::min(CGRectGetMinX(a), CGRectGetMinX(b));
+  const double top = std::min(CGRectGetMinY(a), CGRectGetMinY(b));
+  const double right = std::max(CGRectGetMaxX(a), CGRectGetMaxX(b));
+  const double bottom = std::max(CGRectGetMaxY(a), CGRectGetMaxY(b));
+  return CGRectMake(left, top, right - left, bottom - top);
+}
+
+CGRect CGRectStandardize(CGRect rect) {
+  if (CGRectIsNull(rect)) return CGRectNull;
+  return CGRectMake(CGRectGetMinX(rect), CGRectGetMinY(rect), CGRectGetWidth(rect), CGRectGetHeight(rect));
+}
+
+CGRect CGRectIntegral(CGRect rect) {
+  if (CGRectIsNull(rect)) return CGRectNull;
+  const double left = std::floor(CGRectGetMinX(rect));
+  const double top = std::floor(CGRectGetMinY(rect));
+  return CGRectMake(left, top, std::ceil(CGRectGetMaxX(rect)) - left, std::ceil(CGRectGetMaxY(rect)) - top);
+}
+
+CGRect CGRectOffset(CGRect rect, CGFloat dx, CGFloat dy) {
+  if (CGRectIsNull(rect)) return CGRectNull;
+  const CGRect standard = CGRectStandardize(rect);
+  return CGRectMake(standard.origin.x + dx, standard.origin.y + dy, standard.size.width,
+                    standard.size.height);
+}

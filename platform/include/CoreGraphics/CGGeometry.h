@@ -35,6 +35,14 @@ bool CGRectIsNull(CGRect rect);
 bool CGRectEqualToRect(CGRect a, CGRect b);
 CGRect CGRectIntersection(CGRect a, CGRect b);
 bool CGRectIntersectsRect(CGRect a, CGRect b);
+// The smallest rectangle around both. An empty one counts with its place; a null one leaves the other.
+CGRect CGRectUnion(CGRect a, CGRect b);
+// The same area with a width and height that are not negative; null stays null.
+CGRect CGRectStandardize(CGRect rect);
+// The smallest rectangle with whole corners around it, standardised; null stays null.
+CGRect CGRectIntegral(CGRect rect);
+// Moved, standardised; null stays null.
+CGRect CGRectOffset(CGRect rect, CGFloat dx, CGFloat dy);
 
 }  // extern "C"
 
