@@ -2,6 +2,8 @@
 //
 // Any thread, unless said otherwise. Nothing here throws.
 #pragma once
+#include <CoreGraphics/CGGeometry.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/types.h>
 
@@ -106,6 +108,10 @@ struct HostTimebase {
 };
 HostTimebase GetHostTimebase();
 
+// pthread_cond_timedwait with a time from now on, which changes of the wall clock do not touch: 0, ETIMEDOUT
+// or another errno value. The thread can be cancelled in it.
+int ConditionWaitRelative(pthread_cond_t* condition, pthread_mutex_t* mutex, int64_t nanoseconds);
+
 // Writes a line of a log with a single write, so that lines of several threads and processes never mix. A
 // reader that has gone or stands still costs the line, and neither ends the writer nor holds it up. True when
 // all of it was written.
@@ -126,6 +132,10 @@ std::string DescribeSession();
 
 // Why the session is over while the process still runs: the display's server has gone away. Empty otherwise.
 std::string SessionLoss();
+
+// Where the pointer is, as AppKit tells it: x as on the desktop, y upwards from the main display's lower
+// edge. Nothing without a window server.
+std::optional<CGPoint> PointerLocation();
 
 }  // namespace platform
 
