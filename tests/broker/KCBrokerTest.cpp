@@ -194,9 +194,11 @@ TEST_F(KCBrokerTest, APerConsoleClientReachesEveryUserItHasTalkedTo) {
   atLogin.Serve();
   client.TransferDataToAllConsoles(kRecord, 2);
   ExpectCalls(atLogin, {{1, "r"}, {1, "rec"}, {1, "re"}});
+  ExpectCalls(ofUser, {{1, "re"}, {1, "rec"}, {1, "re"}});
   client.StopBroker();
-  client.TransferDataToAllConsoles(kRecord, 3);
-  EXPECT_EQ(ofUser.Received().size(), 3u);
+  client.TransferDataToAllConsoles(kRecord, 3);  // knows nobody any more
+  client.TransferData(kRecord, 1);
+  ExpectCalls(ofUser, {{1, "re"}, {1, "rec"}, {1, "re"}, {1, "r"}});
 }
 
 }  // namespace
