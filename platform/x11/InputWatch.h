@@ -1,0 +1,47 @@
+// The thread that keeps what posting and local input need: the keyboard's codes, which it follows, and the
+// grabs of local devices.
+#pragma once
+#include <atomic>
+#include <memory>
+
+#include "platform/Handles.h"
+#include "platform/ThreadSafety.h"
+#include "platform/x11/Keymap.h"
+
+namespace platform::x11 {
+
+class Connection;
+class PostingKeyboard;
+
+// The thread starts with the first call that needs it and lives as long as the session; so does its
+// connection, to which the server ties everything that must not outlive the process.
+class InputWatch {
+ public:
+  // Lives as long as the process.
+  static InputWatch& Instance();
+
+  // Any thread. Returns when the keyboard is known; false without a window server.
+  [[nodiscard]] bool Start() EXCLUDES(lock_);
+
+  // Any thread, after Start(), without talking to the server. 0: there is no such key.
+  [[nodiscard]] uint8_t KeyCodeOf(uint16_t virtualKey) const;
+
+ private:
+  enum class State { kIdle, kStarting, kRunning, kOver };
+
+  InputWatch();
+
+  // On the thread:
+  void Run() EXCLUDES(lock_);
+  void Serve(Connection& connection) EXCLUDES(lock_);
+  void Await(const Connection& connection) const;
+
+  UniqueFd wake_;
+  std::array<std::atomic<uint8_t>, kVirtualKeyCount> codes_{};
+  std::atomic<bool> running_{false};
+  Lock lock_;
+  Condition changed_;
+  State state_ GUARDED_BY(lock_) = State::kIdle;
+};
+
+}  // namespace platform::x11

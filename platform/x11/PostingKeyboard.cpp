@@ -1,0 +1,74 @@
+#include "platform/x11/PostingKeyboard.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "platform/x11/Connection.h"
+#include "platform/x11/InputDevices.h"
+#include "platform/x11/Xkb.h"
+
+namespace platform::x11 {
+namespace {
+
+// Set in the type of an event that another client has sent.
+constexpr uint8_t kSentFlag = 0x80;
+
+}  // namespace
+
+PostingKeyboard::PostingKeyboard(Connection& connection) : connection_(connection) {
+  if (const auto* const extension = connection.Extension(xcb_xkb_id)) firstEvent_ = extension->first_event;
+}
+
+void PostingKeyboard::Start() {
+  if (firstEvent_ == 0) return;
+  xcb_connection_t* const x = connection_.Get();
+  if (!connection_.Await<xcb_xkb_use_extension_reply_t>(xcb_xkb_use_extension(x, 1, 0))) return;
+  for (const InputDevice& device : ReadInputDevices(connection_)) {
+    if (device.kind == InputDevice::Kind::kPosting && device.keyboard) device_ = device.id;
+  }
+  if (device_ == 0) return;
+  constexpr uint16_t kEvents = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY;
+  xcb_xkb_select_events(x, device_, kEvents, 0, kEvents, 0, 0, nullptr);
+  Adapt();
+}
+
+bool PostingKeyboard::IsNewKeymap(const void* event) const {
+  const auto& notice = *static_cast<const xcb_xkb_new_keyboard_notify_event_t*>(event);
+  return firstEvent_ != 0 && (notice.response_type & ~kSentFlag) == firstEvent_ &&
+         notice.xkbType == XCB_XKB_NEW_KEYBOARD_NOTIFY;
+}
+
+void PostingKeyboard::Adapt() {
+  if (device_ != 0) StopRepeat();
+}
+
+// The master takes over a slave's settings when that one begins to be used. If it has those of this keyboard
+// already, it must be told, too; that tells all of its slaves, whose own settings are then put back.
+void PostingKeyboard::StopRepeat() {
+  constexpr uint8_t kNone[32] = {};
+  SetRepeat(device_, kNone);
+  const std::vector<InputDevice> devices = ReadInputDevices(connection_);
+  const auto master = std::find_if(devices.begin(), devices.end(), [this](const InputDevice& device) {
+    return device.kind == InputDevice::Kind::kMaster && device.keyboard && device.keySource == device_;
+  });
+  if (master == devices.end()) return;
+
+  std::vector<std::pair<uint16_t, MallocPtr<xcb_xkb_get_controls_reply_t>>> before;
+  for (const InputDevice& device : devices) {
+    if (device.kind != InputDevice::Kind::kSlave || !device.keyboard) continue;
+    before.emplace_back(device.id, connection_.Await<xcb_xkb_get_controls_reply_t>(
+                                       xcb_xkb_get_controls(connection_.Get(), device.id)));
+  }
+  SetRepeat(master->id, kNone);
+  for (const auto& [id, controls] : before) {
+    if (controls) SetRepeat(id, controls->perKeyRepeat);
+  }
+}
+
+void PostingKeyboard::SetRepeat(uint16_t device, const uint8_t (&keys)[32]) {
+  xcb_xkb_set_controls(connection_.Get(), device, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                       XCB_XKB_CONTROL_PER_KEY_REPEAT, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, keys);
+}
+
+}  // namespace platform::x11
