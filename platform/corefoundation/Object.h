@@ -28,7 +28,8 @@ enum class Type : CFTypeID {
   kRunLoop,
   kRunLoopSource,
   kRunLoopTimer,
-  kMessagePort
+  kMessagePort,
+  kInputSource
 };
 
 // Ends the process: a call that the interface forbids was made. `what` names it.
