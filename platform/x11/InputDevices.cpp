@@ -12,6 +12,7 @@ namespace {
 InputDevice Read(xcb_input_xi_device_info_t& info) {
   InputDevice device;
   device.id = info.deviceid;
+  device.enabled = info.enabled != 0;
   const std::string_view name(xcb_input_xi_device_info_name(&info),
                               static_cast<size_t>(xcb_input_xi_device_info_name_length(&info)));
   const bool master =

@@ -15,6 +15,7 @@ struct InputDevice {
     kPosting  // a slave that the server has for posted events
   } kind = Kind::kMaster;
   bool keyboard = false;
+  bool enabled = false;
   // Of a master keyboard: the slave whose keymap and settings it has, which is the one that was used last.
   uint16_t keySource = 0;
 };

@@ -2,10 +2,15 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <unistd.h>
 #include <xcb/xcb.h>
+
+#include <memory>
 
 #include "platform/x11/CallScope.h"
 #include "platform/x11/Connection.h"
+#include "platform/x11/Keymap.h"
+#include "platform/x11/LocalDevices.h"
 #include "platform/x11/PostingKeyboard.h"
 #include "platform/x11/QuietThread.h"
 #include "platform/x11/Session.h"
@@ -38,6 +43,30 @@ uint8_t InputWatch::KeyCodeOf(uint16_t virtualKey) const {
   return virtualKey < codes_.size() ? codes_[virtualKey].load(std::memory_order_relaxed) : uint8_t{0};
 }
 
+CGError InputWatch::SilenceLocalInput(bool silence) {
+  if (!Start()) return kCGErrorCannotComplete;
+  const Locked locked(lock_);
+  wishes_.silence = silence;
+  const CGError error = AwaitWishesLocked();
+  return error == kCGErrorSuccess && silence ? silenceError_ : error;
+}
+
+CGError InputWatch::CombineLocks(bool combine) {
+  if (!Start()) return kCGErrorCannotComplete;
+  const Locked locked(lock_);
+  wishes_.combine = combine;
+  return AwaitWishesLocked();
+}
+
+CGError InputWatch::AwaitWishesLocked() {
+  const uint64_t mine = ++wishes_.count;
+  const uint64_t one = 1;
+  // Cannot fail but for a counter that is full, and then the thread is awake.
+  (void)!write(wake_.Get(), &one, sizeof one);
+  while (granted_ < mine && state_ == State::kRunning) changed_.Wait(lock_);
+  return granted_ < mine ? kCGErrorCannotComplete : kCGErrorSuccess;
+}
+
 void InputWatch::Run() {
   const CallScope scope;
   const std::unique_ptr<Connection> connection = Connection::Open();
@@ -51,33 +80,66 @@ void InputWatch::Run() {
 
 void InputWatch::Serve(Connection& connection) {
   PostingKeyboard keyboard(connection);
+  LocalDevices devices(connection);
   keyboard.Start();
-  for (bool newKeymap = true; connection.Flush();) {
-    if (newKeymap) {
-      const Keyboard now = ReadKeyboard(connection);
-      if (now) {
-        const KeyCodes codes = KeyCodesOf(now.keymap.get());
-        for (size_t key = 0; key < codes.size(); ++key) codes_[key].store(codes[key]);
-      }
-      newKeymap = false;
-      running_.store(true, std::memory_order_release);
-      const Locked locked(lock_);
-      state_ = State::kRunning;
-      changed_.NotifyAll();
-    }
+  LearnKeyCodes(connection);
+  {
+    const Locked locked(lock_);
+    state_ = State::kRunning;
+  }
+  running_.store(true, std::memory_order_release);
+  changed_.NotifyAll();
+
+  while (connection.Alive()) {
+    // Before the events: a wish takes what happened before it into account.
+    const std::optional<Wishes> wishes = Wished();
+    bool newKeymap = false;
+    bool newDevice = false;
     while (const MallocPtr<xcb_generic_event_t> event{xcb_poll_for_event(connection.Get())}) {
       newKeymap = keyboard.IsNewKeymap(event.get()) || newKeymap;
+      newDevice = devices.IsNewDevice(event.get()) || newDevice;
     }
-    if (newKeymap)
+    if (newDevice) devices.Adapt();
+    if (newKeymap) {
       keyboard.Adapt();
-    else
-      Await(connection);
+      LearnKeyCodes(connection);
+    }
+    if (wishes) Grant(*wishes, keyboard, devices);
+    // Whoever waited for a reply may have taken events in.
+    if (!newDevice && !newKeymap && !wishes && connection.Flush()) Await(connection);
   }
+}
+
+void InputWatch::LearnKeyCodes(Connection& connection) {
+  const Keyboard keyboard = ReadKeyboard(connection);
+  if (!keyboard) return;
+  const KeyCodes codes = KeyCodesOf(keyboard.keymap.get());
+  for (size_t key = 0; key < codes.size(); ++key) codes_[key].store(codes[key], std::memory_order_relaxed);
+}
+
+std::optional<InputWatch::Wishes> InputWatch::Wished() {
+  const Locked locked(lock_);
+  return granted_ == wishes_.count ? std::nullopt : std::optional(wishes_);
+}
+
+void InputWatch::Grant(const Wishes& wishes, PostingKeyboard& keyboard, LocalDevices& devices) {
+  keyboard.CombineLocks(wishes.combine, codes_[kVirtualNumLock]);
+  const CGError error = wishes.silence ? devices.Silence() : kCGErrorSuccess;
+  if (!wishes.silence) devices.Release();
+  const bool done = keyboard.AwaitServer();
+
+  const Locked locked(lock_);
+  silenceError_ = done ? error : kCGErrorCannotComplete;
+  granted_ = wishes.count;
+  changed_.NotifyAll();
 }
 
 void InputWatch::Await(const Connection& connection) const {
   pollfd ready[] = {{connection.Fd(), POLLIN, 0}, {wake_.Get(), POLLIN, 0}};
-  poll(ready, std::size(ready), -1);
+  if (poll(ready, std::size(ready), -1) > 0 && ready[1].revents != 0) {
+    uint64_t count = 0;
+    (void)!read(wake_.Get(), &count, sizeof count);
+  }
 }
 
 }  // namespace platform::x11

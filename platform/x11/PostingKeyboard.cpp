@@ -28,19 +28,49 @@ void PostingKeyboard::Start() {
     if (device.kind == InputDevice::Kind::kPosting && device.keyboard) device_ = device.id;
   }
   if (device_ == 0) return;
-  constexpr uint16_t kEvents = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY;
-  xcb_xkb_select_events(x, device_, kEvents, 0, kEvents, 0, 0, nullptr);
+  constexpr uint16_t kNewKeyboard = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY;
+  constexpr uint16_t kTypes = XCB_XKB_MAP_PART_KEY_TYPES;
+  xcb_xkb_select_events(x, device_, kNewKeyboard | XCB_XKB_EVENT_TYPE_MAP_NOTIFY, 0, kNewKeyboard, kTypes,
+                        kTypes, nullptr);
   Adapt();
 }
 
 bool PostingKeyboard::IsNewKeymap(const void* event) const {
   const auto& notice = *static_cast<const xcb_xkb_new_keyboard_notify_event_t*>(event);
   return firstEvent_ != 0 && (notice.response_type & ~kSentFlag) == firstEvent_ &&
-         notice.xkbType == XCB_XKB_NEW_KEYBOARD_NOTIFY;
+         (notice.xkbType == XCB_XKB_NEW_KEYBOARD_NOTIFY || notice.xkbType == XCB_XKB_MAP_NOTIFY);
 }
 
 void PostingKeyboard::Adapt() {
-  if (device_ != 0) StopRepeat();
+  if (device_ == 0) return;
+  StopRepeat();
+  if (!combine_) IgnoreLocks();
+}
+
+void PostingKeyboard::CombineLocks(bool combine, uint8_t numLockCode) {
+  if (device_ == 0 || combine == combine_) return;
+  combine_ = combine;
+  numLockCode_ = numLockCode;
+  if (!combine) IgnoreLocks();
+  if (combine && !found_.types.empty()) SendKeyMap(connection_, device_, std::exchange(found_, {}));
+}
+
+bool PostingKeyboard::AwaitServer() {
+  return connection_.Await<xcb_get_input_focus_reply_t>(xcb_get_input_focus(connection_.Get())) != nullptr;
+}
+
+// Programs read the keymap of the keyboard whose key arrives, and take from it how a lock counts. Posting the
+// opposite Shift would do for letters only, and would turn Control with C into another shortcut; switching
+// the lock off for the time of a key would show on the keyboard's lamp, and to whoever announces it.
+void PostingKeyboard::IgnoreLocks() {
+  KeyMap map = ReadKeyMap(connection_, device_);
+  const std::vector<KeyType> before = map.types;
+  const uint8_t numLock = NumLockModifier(connection_, numLockCode_);
+  for (KeyType& type : map.types) type = WithoutLocks(type, numLock);
+  if (map.types == before) return;  // told of our own change
+  found_ = map;
+  found_.types = before;
+  SendKeyMap(connection_, device_, map);
 }
 
 // The master takes over a slave's settings when that one begins to be used. If it has those of this keyboard

@@ -2,6 +2,8 @@
 #pragma once
 #include <cstdint>
 
+#include "platform/x11/KeyTypes.h"
+
 namespace platform::x11 {
 
 class Connection;
@@ -20,14 +22,27 @@ class PostingKeyboard {
   // To be called upon that.
   void Adapt();
 
+  // Off: Caps Lock and Num Lock, as the local user has switched them, do not change what a posted key yields.
+  // `numLockCode` is the server's code of that key. The locks themselves are left alone, and so are the
+  // lamps.
+  void CombineLocks(bool combine, uint8_t numLockCode);
+
+  // Returns when the server has done all of it; false when it is gone.
+  [[nodiscard]] bool AwaitServer();
+
  private:
   // A held key does not repeat by itself.
   void StopRepeat();
   void SetRepeat(uint16_t device, const uint8_t (&keys)[32]);
+  void IgnoreLocks();
 
   Connection& connection_;
   uint16_t device_ = 0;
   uint8_t firstEvent_ = 0;
+  bool combine_ = true;
+  uint8_t numLockCode_ = 0;
+  // While locks are ignored: the keymap that was found.
+  KeyMap found_;
 };
 
 }  // namespace platform::x11

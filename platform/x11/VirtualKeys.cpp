@@ -27,7 +27,7 @@ constexpr VirtualKey kVirtualKeys[] = {
     {54, {"RWIN", "RMTA"}}, {55, {"LWIN", "LMTA"}}, {56, {"LFSH"}}, {kVirtualCapsLock, {"CAPS"}},
     {58, {"LALT"}}, {59, {"LCTL"}}, {60, {"RTSH"}}, {61, {"RALT"}}, {62, {"RCTL"}},
     {64, {"FK17"}},
-    {65, {"KPDL"}}, {67, {"KPMU"}}, {69, {"KPAD"}}, {71, {"NMLK"}},
+    {65, {"KPDL"}}, {67, {"KPMU"}}, {69, {"KPAD"}}, {kVirtualNumLock, {"NMLK"}},
     {72, {"VOL+"}}, {73, {"VOL-"}}, {74, {"MUTE"}},
     {75, {"KPDV"}}, {76, {"KPEN"}}, {78, {"KPSU"}},
     {79, {"FK18"}}, {80, {"FK19"}},

@@ -10,6 +10,7 @@ namespace platform::x11 {
 inline constexpr size_t kVirtualKeyCount = 128;
 
 inline constexpr uint16_t kVirtualCapsLock = 57;
+inline constexpr uint16_t kVirtualNumLock = 71;
 
 struct VirtualKey {
   uint16_t key;

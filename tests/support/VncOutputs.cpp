@@ -13,13 +13,7 @@ namespace test {
 std::vector<std::string> VncOutputs::ServerArguments() const { return {"-rfbunixpath", folder_ / "rfb"}; }
 
 void VncOutputs::Set(const std::vector<Output>& outputs) {
-  if (!socket_) {
-    socket_ = ConnectTo(folder_ / "rfb");
-    if (!socket_) throw std::runtime_error("no way to the server's outputs");
-    // "RFB 003.008", no password, others may stay; then one encoding that is understood: -308, the extended
-    // desktop size. What the server answers is known, and left unread.
-    Send({0x5246, 0x4220, 0x3030, 0x332E, 0x3030, 0x380A, 0x0101, 0x0200, 1, 0xFFFF, 0xFECC});
-  }
+  Connect();
   constexpr uint16_t kSetDesktopSize = 251 << 8;
   std::vector<uint16_t> message = {kSetDesktopSize, 0, 0, static_cast<uint16_t>(outputs.size() << 8)};
   uint16_t id = 0;
@@ -29,6 +23,22 @@ void VncOutputs::Set(const std::vector<Output>& outputs) {
     message[2] = std::max<uint16_t>(message[2], y + height);
   }
   Send(message);
+}
+
+void VncOutputs::Type(uint32_t symbol, uint16_t x, uint16_t y) {
+  Connect();
+  const auto high = static_cast<uint16_t>(symbol >> 16), low = static_cast<uint16_t>(symbol);
+  constexpr uint16_t kKey = 4 << 8, kDown = 1, kPointer = 5 << 8;
+  Send({kPointer, x, y, kKey | kDown, 0, high, low, kKey, 0, high, low});
+}
+
+void VncOutputs::Connect() {
+  if (socket_) return;
+  socket_ = ConnectTo(folder_ / "rfb");
+  if (!socket_) throw std::runtime_error("no way to the server");
+  // "RFB 003.008", no password, others may stay; then one encoding that is understood: -308, the extended
+  // desktop size. What the server answers is known, and left unread.
+  Send({0x5246, 0x4220, 0x3030, 0x332E, 0x3030, 0x380A, 0x0101, 0x0200, 1, 0xFFFF, 0xFECC});
 }
 
 void VncOutputs::Send(std::vector<uint16_t> words) {

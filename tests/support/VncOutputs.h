@@ -1,4 +1,4 @@
-// Plugs and unplugs the outputs of an Xvnc server, which is what its remote viewer may ask for.
+// The remote viewer of an Xvnc server, who plugs and unplugs its outputs and has its keyboard and pointer.
 #pragma once
 #include <cstdint>
 #include <string>
@@ -23,7 +23,12 @@ class VncOutputs {
   // the message, not when it has done it. Throws std::runtime_error when the server does not behave.
   void Set(const std::vector<Output>& outputs);
 
+  // Presses and releases the key of a symbol, with the pointer moved there first. To the server these are its
+  // machine's own devices. Returns like Set().
+  void Type(uint32_t symbol, uint16_t x, uint16_t y);
+
  private:
+  void Connect();
   // A message of the remote frame-buffer protocol, version 3.8 (RFC 6143), and of its registered extension
   // for screens: all of ours are made of 16-bit words.
   void Send(std::vector<uint16_t> words);

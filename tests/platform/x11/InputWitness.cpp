@@ -1,9 +1,11 @@
 #include "tests/platform/x11/InputWitness.h"
 
+#include <X11/XKBlib.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
 #include <algorithm>
+#include <bit>
 #include <stdexcept>
 #include <utility>
 
@@ -28,11 +30,14 @@ InputWitness::InputWitness() : display_(XOpenDisplay(nullptr)) {
   XSync(x, False);
 }
 
-SeenInputs InputWitness::Await(const std::function<bool(const SeenInputs&)>& enough) {
-  (void)WaitFor([&] {
-    Read();
-    return enough(seen_);
-  });
+SeenInputs InputWitness::Await(const std::function<bool(const SeenInputs&)>& enough,
+                               std::chrono::milliseconds limit) {
+  (void)WaitFor(
+      [&] {
+        Read();
+        return enough(seen_);
+      },
+      limit);
   return std::exchange(seen_, {});
 }
 
@@ -46,6 +51,22 @@ std::string InputWitness::TextUpTo(const std::string& last) {
     if (input.kind == SeenInput::Kind::kKeyDown && input.symbol != last) text += input.text;
   }
   return text;
+}
+
+void InputWitness::LockCaps(bool on) {
+  XkbLockModifiers(display_.get(), XkbUseCoreKbd, LockMask, on ? LockMask : 0);
+  XSync(display_.get(), False);
+}
+
+int InputWitness::RepeatingKeys(unsigned device) {
+  const XkbDescPtr keyboard = XkbAllocKeyboard();
+  keyboard->device_spec = static_cast<unsigned short>(device);
+  int count = 0;
+  if (XkbGetControls(display_.get(), XkbPerKeyRepeatMask, keyboard) == Success) {
+    for (const unsigned char keys : keyboard->ctrls->per_key_repeat) count += std::popcount(keys);
+  }
+  XkbFreeKeyboard(keyboard, XkbAllComponentsMask, True);
+  return count;
 }
 
 unsigned InputWitness::Mask() {

@@ -1,5 +1,6 @@
 // A program as a user has it: a window with the focus, whose input is read with Xlib.
 #pragma once
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -27,9 +28,16 @@ class InputWitness {
 
   // What has come since the last call, as soon as `enough` holds for it; all there is when it does not in
   // time.
-  SeenInputs Await(const std::function<bool(const SeenInputs&)>& enough);
+  SeenInputs Await(const std::function<bool(const SeenInputs&)>& enough,
+                   std::chrono::milliseconds limit = std::chrono::seconds(20));
   // The text of all key presses up to the first one of `last`, whose symbol counts.
   std::string TextUpTo(const std::string& last);
+
+  // The keyboard's Caps Lock as its user would switch it.
+  void LockCaps(bool on);
+
+  // How many keys of one of the server's devices repeat while they are held.
+  [[nodiscard]] int RepeatingKeys(unsigned device);
 
   // The buttons and modifiers that are down for everybody.
   [[nodiscard]] unsigned Mask();

@@ -1,0 +1,37 @@
+// The keyboards and pointers of the machine, which can be kept silent.
+#pragma once
+#include <CoreGraphics/CGError.h>
+
+#include <cstdint>
+#include <set>
+
+namespace platform::x11 {
+
+class Connection;
+
+// One thread, which hears of new devices on the connection. A silent device is one that the connection has
+// grabbed, so the server lets it go when the connection ends, however the process does.
+class LocalDevices {
+ public:
+  explicit LocalDevices(Connection& connection) : connection_(connection) {}
+
+  // All or none: an error when somebody else keeps one, which is also said on the console. A machine without
+  // devices of its own is silent already.
+  [[nodiscard]] CGError Silence();
+  void Release();
+
+  // Whether the event, one of XCB's, says that there may be new devices.
+  [[nodiscard]] bool IsNewDevice(const void* event) const;
+  // To be called upon that.
+  void Adapt();
+
+ private:
+  // The status of the first device that is refused; those before it are held.
+  [[nodiscard]] uint8_t GrabOthers();
+
+  Connection& connection_;
+  bool silent_ = false;
+  std::set<uint16_t> held_;
+};
+
+}  // namespace platform::x11
