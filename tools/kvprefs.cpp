@@ -1,6 +1,8 @@
 // kvprefs: shows and changes the agent's settings. Start reading in main(), at the end.
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,7 +39,7 @@ constexpr char kHelp[] =
   kvprefs machine "Computer - Computer Location" "Room 4"
 
 Values
-  boolean    true or false
+  boolean    true or false, also yes or no
   number     in decimal digits
   date       2026-11-21 or 2026-11-21T09:05:07Z
   data       hexadecimal digits, two for each byte
@@ -49,7 +51,8 @@ they look; nothing needs to be restarted.
 
 Exit status
   0   done
-  1   there is no such component or setting, the value is not of its type, or the settings cannot be read or saved
+  1   there is no such component or setting, the value is not of its type, the settings cannot be read or saved, or
+      the answer cannot be printed
   2   the arguments make no sense
 )";
 
@@ -239,5 +242,8 @@ int main(int argc, char** argv) {
   platform::EchoConsoleLog(false);
   // Some defaults are folders of this installation.
   SettleRootFolder(StCFTypeRef<CFURLRef>(CFBundleCopyBundleURL(CFBundleGetMainBundle())));
-  return Run(words, remove);
+  const ExitCode status = Run(words, remove);
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+  std::fprintf(stderr, "kvprefs: cannot print: %s\n", std::strerror(errno));
+  return kFailed;
 }

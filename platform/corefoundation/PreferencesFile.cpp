@@ -117,16 +117,21 @@ Reference<CFDictionaryRef> ParseDictionary(CFDataRef data, std::string& damage) 
 }
 
 // Whatever the umask of the program that comes first: a folder that only root could enter would hide the
-// settings from everyone else. 0 or errno's value.
-int MakeFolders(const std::string& path) {
+// settings from everyone else. 0, also when it is there already, or errno's value.
+int MakeFolder(const std::string& path) {
   if (mkdir(path.c_str(), kFolderReadableByAll) == 0) {
     return chmod(path.c_str(), kFolderReadableByAll) == 0 ? 0 : errno;
   }
-  if (errno == EEXIST) return 0;
+  return errno == EEXIST ? 0 : errno;
+}
+
+// Makes those above it too. Where no folder can be made (/proc), one stays missing with its parent there.
+int MakeFolders(const std::string& path) {
+  const int error = MakeFolder(path);
   const size_t parentEnd = path.rfind('/');
-  if (errno != ENOENT || parentEnd == std::string::npos) return errno;
-  if (const int error = MakeFolders(path.substr(0, parentEnd))) return error;
-  return MakeFolders(path);
+  if (error != ENOENT || parentEnd == std::string::npos) return error;
+  if (const int parentError = MakeFolders(path.substr(0, parentEnd))) return parentError;
+  return MakeFolder(path);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <utility>
 
 #include "common/KCPrefsRemote.h"
 #include "tests/support/TemporaryFolder.h"
@@ -136,13 +137,18 @@ TEST_F(KvprefsTest, WhatIsStoredButDoesNotCountIsSaid) {
   EXPECT_TRUE(damaged.output.ends_with("it is kept as " + file_ + ".damaged\ntrue\n")) << damaged.output;
 }
 
-TEST_F(KvprefsTest, WhatCannotBeSavedIsAnError) {
+TEST_F(KvprefsTest, WhatCannotBeSavedOrPrintedIsAnError) {
   std::ofstream{folder_ / "file"};
-  setenv("KORVANE_PREFERENCES_DIR", (folder_ / "file/below").c_str(), 1);
-  const Result result = Kvprefs("machine ServerIPAddress 192.0.2.1");
-  EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << result.output;
-  EXPECT_NE(result.output.find("Not a directory"), std::string::npos) << result.output;
+  const std::pair<std::string, const char*> rows[] = {{folder_ / "file/below", "Not a directory"},
+                                                      {"/proc/no/folder", "No such file or directory"}};
+  for (const auto& [folder, says] : rows) {
+    setenv("KORVANE_PREFERENCES_DIR", folder.c_str(), 1);
+    const Result result = Kvprefs("machine ServerIPAddress 192.0.2.1");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << result.output;
+    EXPECT_NE(result.output.find(says), std::string::npos) << result.output;
+  }
+  EXPECT_EQ(Kvprefs("remote >/dev/full").status, 1);
 }
 
 // Another process that runs meanwhile.
