@@ -94,6 +94,7 @@ std::string Dispatcher::Open() {
 }
 
 void Dispatcher::Run() {
+  LogConsole();
   for (;;) {
     const bool requests = Wait();
     const SignalsSeen signals = TakeSignals();
@@ -139,15 +140,22 @@ void Dispatcher::LookAround() {
   const uid_t owner = console_.User().value_or(geteuid());
   if (owner == userOwner_ && UserEndpoint().Socket() != nullptr) return;
   userOwner_ = owner;
-  const int error = UserEndpoint().Bind(owner);
-  if (error != 0)
+  if (const int error = UserEndpoint().Bind(owner))
     ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: cannot listen on %s: %s",
               UserEndpoint().Address().c_str(), zmq_strerror(error));
-  else if (!console_.User())
-    ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: nobody is at the console now");
   else
-    ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: the user at the console is %ld now",
-              static_cast<long>(owner));
+    LogConsole();
+}
+
+void Dispatcher::LogConsole() const {
+  const std::optional<uid_t> user = console_.User();
+  if (!user) {
+    ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: nobody is at the console now");
+    return;
+  }
+  const std::optional<platform::Account> account = platform::FindAccount(*user);
+  ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: the user at the console is %s now",
+            account ? account->name.c_str() : std::to_string(*user).c_str());
 }
 
 void Dispatcher::TakeRequests(Endpoint& endpoint) {

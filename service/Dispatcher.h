@@ -35,6 +35,7 @@ class Dispatcher {
   // True when there are requests.
   [[nodiscard]] bool Wait();
   void LookAround();
+  void LogConsole() const;
   void TakeRequests(Endpoint& endpoint);
   void Serve(Endpoint& endpoint, const Request& request);
   [[nodiscard]] ResultCode Judge(const Endpoint& endpoint, const Request& request, LaunchOrder& order,

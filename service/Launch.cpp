@@ -75,14 +75,15 @@ void Launch::Continue() {
 void Launch::Decide() {
   error_ = platform::ProgramOutcome(starting_);
   starting_.outcome.Reset();
-  TakeStatus();  // the signal of its end may have come before
   if (error_ == 0) {
     ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: started %s as process %ld", path_.c_str(),
               static_cast<long>(starting_.pid));
-    return;
+  } else {
+    output_.Reset();
+    ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: cannot start %s: %s", path_.c_str(),
+              std::strerror(error_));
   }
-  output_.Reset();
-  ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: cannot start %s: %s", path_.c_str(), std::strerror(error_));
+  TakeStatus();  // the signal of its end may have come before
 }
 
 void Launch::Reap() {
@@ -96,7 +97,12 @@ bool Launch::TakeStatus() {
   const pid_t found = waitpid(starting_.pid, &status, WNOHANG);
   if (found == 0) return false;
   reaped_ = true;
-  if (found == starting_.pid) status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  if (found != starting_.pid) return true;
+  status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  // Who only started it hears nothing of it any more.
+  if (WIFSIGNALED(status))
+    ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: process %ld (%s) was ended by signal %d",
+              static_cast<long>(starting_.pid), path_.c_str(), WTERMSIG(status));
   return true;
 }
 

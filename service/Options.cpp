@@ -31,7 +31,7 @@ Without --user the session manager says who is at the console; where there is no
 
 Exit status
   0   ended by a signal
-  1   another one serves this installation, or its endpoints cannot be made
+  1   another one serves this installation, its endpoints cannot be made, or it cannot start programs as that user
   2   the arguments make no sense
 )";
 
@@ -79,6 +79,7 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
         break;
       case kDisplay:
         options.display = optarg;
+        if (options.display.find(':') == std::string::npos) return Complain("not a display: ", optarg);
         break;
       case kXauthority:
         options.xauthority = optarg;

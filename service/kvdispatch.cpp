@@ -58,7 +58,8 @@ ExitCode Dispatch(const service::Options& options) {
               secret.Problem().c_str());
   service::Dispatcher dispatcher(options, secret);
   if (const std::string problem = dispatcher.Open(); !problem.empty()) return Fail(problem);
-  ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: listens in %s", SocketFolder().c_str());
+  ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: version " AGENT_VERSION ", listens in %s",
+            SocketFolder().c_str());
   dispatcher.Run();
   ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: ends");
   return kDone;

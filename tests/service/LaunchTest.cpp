@@ -85,6 +85,8 @@ TEST_F(LaunchTest, AProgramThatIsOnlyStartedIsReapedAtItsEnd) {
   EXPECT_EQ(getpgid(pid), pid) << "in a session of its own";
   EXPECT_EQ(kill(pid, SIGTERM), 0);
   EXPECT_TRUE(IsGone(pid));
+  const std::string said = std::to_string(pid) + " (/bin/sleep) was ended by signal 15\n";
+  EXPECT_TRUE(test::WaitFor([&] { return dispatcher.Log().find(said) != std::string::npos; }));
   EXPECT_EQ(KCLaunchAndGetPID("/bin/true", kKVLaunchContextUsr, &pid), 0);
   EXPECT_TRUE(IsGone(pid));
   EXPECT_EQ(KCLaunchAndGetPID("/nowhere", kKVLaunchContextUsr, &pid), -10);
