@@ -1,4 +1,4 @@
-// The two ends of the channel between the remote-control service and the observer: here the observer's.
+// The observer's end of the channel to the remote-control service.
 #pragma once
 #include "broker/RCOculonClient.h"
 #include "broker/RCZmqBroker.h"
