@@ -7,6 +7,7 @@
 #include "platform/corefoundation/RunLoop.h"
 #include "platform/x11/CallScope.h"
 #include "platform/x11/Connection.h"
+#include "platform/x11/Leftovers.h"
 
 namespace platform::x11 {
 namespace {
@@ -31,6 +32,7 @@ int NSApplicationMain(int, const char*[]) {
   {
     const CallScope scope;
     session = Connection::Open();
+    if (session) ClearLeftovers(*session);
   }
   if (!session) {
     platform::ConsoleLog("%s", platform::DescribeSession().c_str());

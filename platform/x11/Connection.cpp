@@ -85,6 +85,8 @@ bool Connection::Alive() {
   return false;
 }
 
+bool Connection::Finish() { return Await<xcb_get_input_focus_reply_t>(xcb_get_input_focus(xcb_)) != nullptr; }
+
 void* Connection::AwaitReply(unsigned sequence) {
   xcb_generic_error_t* error = nullptr;
   void* const reply = xcb_wait_for_reply(xcb_, sequence, &error);

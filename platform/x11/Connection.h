@@ -50,6 +50,8 @@ class Connection {
   // False when the connection is broken, which ends the session.
   [[nodiscard]] bool Flush();
   [[nodiscard]] bool Alive();
+  // Returns when the server has done everything that was asked on this connection; false when it is gone.
+  [[nodiscard]] bool Finish();
 
   // The shared memory that captures on this connection use.
   [[nodiscard]] SegmentPool& Segments() { return *segments_; }

@@ -10,6 +10,7 @@
 #include "platform/x11/CallScope.h"
 #include "platform/x11/Connection.h"
 #include "platform/x11/Keymap.h"
+#include "platform/x11/Leftovers.h"
 #include "platform/x11/LocalDevices.h"
 #include "platform/x11/PostingKeyboard.h"
 #include "platform/x11/QuietThread.h"
@@ -79,6 +80,8 @@ void InputWatch::Run() {
 }
 
 void InputWatch::Serve(Connection& connection) {
+  ClearLeftovers(connection);
+  AnnounceLeftovers(connection);
   PostingKeyboard keyboard(connection);
   LocalDevices devices(connection);
   keyboard.Start();
@@ -104,7 +107,7 @@ void InputWatch::Serve(Connection& connection) {
       keyboard.Adapt();
       LearnKeyCodes(connection);
     }
-    if (wishes) Grant(*wishes, keyboard, devices);
+    if (wishes) Grant(*wishes, connection, keyboard, devices);
     // Whoever waited for a reply may have taken events in.
     if (!newDevice && !newKeymap && !wishes && connection.Flush()) Await(connection);
   }
@@ -122,11 +125,12 @@ std::optional<InputWatch::Wishes> InputWatch::Wished() {
   return granted_ == wishes_.count ? std::nullopt : std::optional(wishes_);
 }
 
-void InputWatch::Grant(const Wishes& wishes, PostingKeyboard& keyboard, LocalDevices& devices) {
+void InputWatch::Grant(const Wishes& wishes, Connection& connection, PostingKeyboard& keyboard,
+                       LocalDevices& devices) {
   keyboard.CombineLocks(wishes.combine, codes_[kVirtualNumLock]);
   const CGError error = wishes.silence ? devices.Silence() : kCGErrorSuccess;
   if (!wishes.silence) devices.Release();
-  const bool done = keyboard.AwaitServer();
+  const bool done = connection.Finish();
 
   const Locked locked(lock_);
   silenceError_ = done ? error : kCGErrorCannotComplete;

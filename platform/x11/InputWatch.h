@@ -54,7 +54,8 @@ class InputWatch {
   void LearnKeyCodes(Connection& connection);
   // The wishes that are not done yet.
   [[nodiscard]] std::optional<Wishes> Wished() EXCLUDES(lock_);
-  void Grant(const Wishes& wishes, PostingKeyboard& keyboard, LocalDevices& devices) EXCLUDES(lock_);
+  void Grant(const Wishes& wishes, Connection& connection, PostingKeyboard& keyboard, LocalDevices& devices)
+      EXCLUDES(lock_);
   void Await(const Connection& connection) const;
 
   UniqueFd wake_;

@@ -55,10 +55,6 @@ void PostingKeyboard::CombineLocks(bool combine, uint8_t numLockCode) {
   if (combine && !found_.types.empty()) SendKeyMap(connection_, device_, std::exchange(found_, {}));
 }
 
-bool PostingKeyboard::AwaitServer() {
-  return connection_.Await<xcb_get_input_focus_reply_t>(xcb_get_input_focus(connection_.Get())) != nullptr;
-}
-
 // Programs read the keymap of the keyboard whose key arrives, and take from it how a lock counts. Posting the
 // opposite Shift would do for letters only, and would turn Control with C into another shortcut; switching
 // the lock off for the time of a key would show on the keyboard's lamp, and to whoever announces it.

@@ -27,9 +27,6 @@ class PostingKeyboard {
   // lamps.
   void CombineLocks(bool combine, uint8_t numLockCode);
 
-  // Returns when the server has done all of it; false when it is gone.
-  [[nodiscard]] bool AwaitServer();
-
  private:
   // A held key does not repeat by itself.
   void StopRepeat();
