@@ -140,6 +140,14 @@ void Dispatcher::LookAround() {
   const uid_t owner = console_.User().value_or(geteuid());
   if (owner == userOwner_ && UserEndpoint().Socket() != nullptr) return;
   userOwner_ = owner;
+  // What the user before has sent meanwhile is answered, but starts nothing.
+  if (UserEndpoint().Socket() != nullptr) {
+    for (int i = 0; i < kRequestsInTurn; ++i) {
+      const std::optional<Request> request = UserEndpoint().Receive();
+      if (!request) break;
+      Refuse(UserEndpoint(), *request, ResultCode::kNoSession);
+    }
+  }
   if (const int error = UserEndpoint().Bind(owner))
     ASLLogger(ASL_LEVEL_INFO, 1, true, "kvdispatch: cannot listen on %s: %s",
               UserEndpoint().Address().c_str(), zmq_strerror(error));
@@ -173,7 +181,10 @@ void Dispatcher::Serve(Endpoint& endpoint, const Request& request) {
   ResultCode code = Judge(endpoint, request, order, surroundings);
   if (code == ResultCode::kDone)
     code = Start(endpoint, request.client, std::move(order), std::move(surroundings));
-  if (code == ResultCode::kDone) return;
+  if (code != ResultCode::kDone) Refuse(endpoint, request, code);
+}
+
+void Dispatcher::Refuse(Endpoint& endpoint, const Request& request, ResultCode code) {
   if (code != ResultCode::kNotOpened) LogRefusal(endpoint, Describe(code));
   // A client that has no room for its only reply, or has gone, gets none.
   (void)endpoint.Send(request.client, ResultReply(static_cast<int32_t>(code), 0));

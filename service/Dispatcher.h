@@ -38,6 +38,7 @@ class Dispatcher {
   void LogConsole() const;
   void TakeRequests(Endpoint& endpoint);
   void Serve(Endpoint& endpoint, const Request& request);
+  static void Refuse(Endpoint& endpoint, const Request& request, ResultCode code);
   [[nodiscard]] ResultCode Judge(const Endpoint& endpoint, const Request& request, LaunchOrder& order,
                                  Surroundings& surroundings) const;
   [[nodiscard]] ResultCode Start(Endpoint& endpoint, const std::string& client, LaunchOrder order,

@@ -1,42 +1,21 @@
 // Who sits at the console: the session manager's answer, else the owner of the display's server.
 #include <SystemConfiguration/SystemConfiguration.h>
-#include <pwd.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <systemd/sd-login.h>
 #include <xcb/xcb.h>
 
-#include <array>
 #include <cstddef>
 #include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
+#include "platform/GraphicalSession.h"
 #include "platform/Handles.h"
+#include "platform/Programs.h"
 #include "platform/System.h"
 
 namespace {
-
-struct ConsoleUser {
-  uid_t uid;
-  bool greeter;
-};
-
-// Nothing without a session manager, and while no session of its seat is active.
-std::optional<ConsoleUser> ActiveSessionUser() {
-  char* name = nullptr;
-  uid_t uid = 0;
-  const int result = sd_seat_get_active("seat0", &name, &uid);
-  const platform::MallocPtr<char> session(name);
-  if (result < 0 || !session) return std::nullopt;
-
-  char* text = nullptr;
-  const int known = sd_session_get_class(session.get(), &text);
-  const platform::MallocPtr<char> sessionClass(text);
-  return ConsoleUser{uid, known >= 0 && std::string_view(sessionClass.get()) == "greeter"};
-}
 
 std::optional<uid_t> OwnerOfListener(const sockaddr_un& address, socklen_t length) {
   // A local connection comes about at once or not at all, so nobody can keep the caller waiting.
@@ -50,7 +29,7 @@ std::optional<uid_t> OwnerOfListener(const sockaddr_un& address, socklen_t lengt
 }
 
 // Nothing when $DISPLAY names none, one of another machine, or one that does not answer.
-std::optional<ConsoleUser> DisplayServerOwner() {
+std::optional<uid_t> DisplayServerOwner() {
   char* hostText = nullptr;
   int display = 0;
   if (xcb_parse_display(nullptr, &hostText, &display, nullptr) == 0) return std::nullopt;
@@ -69,37 +48,22 @@ std::optional<ConsoleUser> DisplayServerOwner() {
     owner =
         OwnerOfListener(address, static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + path.size()));
   }
-  if (!owner) return std::nullopt;
-  return ConsoleUser{*owner, false};
-}
-
-struct Account {
-  std::string name;
-  gid_t gid;
-};
-
-std::optional<Account> FindAccount(uid_t uid) {
-  std::vector<char> buffer(16384);
-  passwd entry{};
-  passwd* found = nullptr;
-  if (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr)
-    return std::nullopt;
-  return Account{entry.pw_name, entry.pw_gid};
+  return owner;
 }
 
 }  // namespace
 
 CFStringRef SCDynamicStoreCopyConsoleUser(SCDynamicStoreRef, uid_t* uid, gid_t* gid) {
-  std::optional<ConsoleUser> user = ActiveSessionUser();
-  if (!user) user = DisplayServerOwner();
+  const std::optional<platform::GraphicalSession> session = platform::ActiveGraphicalSession();
+  const std::optional<uid_t> user = session ? session->user : DisplayServerOwner();
   if (!user) return nullptr;
-  const std::optional<Account> account = FindAccount(user->uid);
+  const std::optional<platform::Account> account = platform::FindAccount(*user);
   if (!account) return nullptr;
 
-  const char* name = user->greeter ? "loginwindow" : account->name.c_str();
+  const char* name = session && session->loginWindow ? "loginwindow" : account->name.c_str();
   const CFStringRef result = CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingUTF8);
   if (result == nullptr) return nullptr;
-  if (uid != nullptr) *uid = user->uid;
-  if (gid != nullptr) *gid = account->gid;
+  if (uid != nullptr) *uid = *user;
+  if (gid != nullptr) *gid = account->identity.group;
   return result;
 }
