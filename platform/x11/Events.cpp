@@ -51,7 +51,9 @@ class HeldInput {
     uint8_t& held = keys_[key];
     const uint8_t code = held != 0 ? held : now;
     if (code == 0) return kCGErrorNoneAvailable;
-    // A second press is passed on: it is how the poster repeats a key.
+    // A second press is how the poster repeats a key. Modifiers do not repeat, and the release of one has an
+    // effect of its own in many programs.
+    if (down && held != 0 && IsModifier(key)) return kCGErrorSuccess;
     if (down && held != 0) Fake(connection, XCB_KEY_RELEASE, code, 0, 0);
     Fake(connection, down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, code, 0, 0);
     held = down ? code : uint8_t{0};

@@ -48,8 +48,10 @@ CGError InputWatch::SilenceLocalInput(bool silence) {
   if (!Start()) return kCGErrorCannotComplete;
   const Locked locked(lock_);
   wishes_.silence = silence;
-  const CGError error = AwaitWishesLocked();
-  return error == kCGErrorSuccess && silence ? silenceError_ : error;
+  CGError error = AwaitWishesLocked();
+  if (error == kCGErrorSuccess && silence) error = silenceError_;
+  if (error != kCGErrorSuccess) wishes_.silence = false;
+  return error;
 }
 
 CGError InputWatch::CombineLocks(bool combine) {
@@ -128,7 +130,7 @@ std::optional<InputWatch::Wishes> InputWatch::Wished() {
 void InputWatch::Grant(const Wishes& wishes, Connection& connection, PostingKeyboard& keyboard,
                        LocalDevices& devices) {
   keyboard.CombineLocks(wishes.combine, codes_[kVirtualNumLock]);
-  const CGError error = wishes.silence ? devices.Silence() : kCGErrorSuccess;
+  const CGError error = wishes.silence ? devices.Silence(codes_[kVirtualNumLock]) : kCGErrorSuccess;
   if (!wishes.silence) devices.Release();
   const bool done = connection.Finish();
 

@@ -1,6 +1,7 @@
 #include "platform/x11/LocalDevices.h"
 
 #include <xcb/xinput.h>
+#include <xcb/xtest.h>
 
 #include "platform/System.h"
 #include "platform/x11/Connection.h"
@@ -8,7 +9,7 @@
 
 namespace platform::x11 {
 
-CGError LocalDevices::Silence() {
+CGError LocalDevices::Silence(uint8_t numLockCode) {
   if (silent_) return kCGErrorSuccess;
   if (connection_.Extension(xcb_input_id) == nullptr) return kCGErrorNotImplemented;
   struct {
@@ -20,6 +21,7 @@ CGError LocalDevices::Silence() {
     Release();
     return kCGErrorCannotComplete;
   }
+  ReleaseModifiers(numLockCode);
   silent_ = true;
   return kCGErrorSuccess;
 }
@@ -30,6 +32,25 @@ void LocalDevices::Release() {
   }
   held_.clear();
   silent_ = false;
+}
+
+// A press and a release by the posting keyboard count for all keyboards that are not silent. Only modifiers:
+// the press of another key would type. Locks do not count as held.
+void LocalDevices::ReleaseModifiers(uint8_t numLockCode) {
+  xcb_connection_t* const x = connection_.Get();
+  if (connection_.Extension(xcb_test_id) == nullptr) return;
+  const auto keymap = connection_.Await<xcb_query_keymap_reply_t>(xcb_query_keymap(x));
+  const auto modifiers = connection_.Await<xcb_get_modifier_mapping_reply_t>(xcb_get_modifier_mapping(x));
+  if (!keymap || !modifiers) return;
+  const xcb_keycode_t* const codes = xcb_get_modifier_mapping_keycodes(modifiers.get());
+  const int perModifier = modifiers->keycodes_per_modifier;
+  for (int place = 0; place < 8 * perModifier; ++place) {
+    const xcb_keycode_t code = codes[place];
+    const bool lock = place / perModifier == XCB_MAP_INDEX_LOCK || code == numLockCode;
+    if (code == 0 || lock || (keymap->keys[code / 8] >> code % 8 & 1) == 0) continue;
+    for (const uint8_t event : {XCB_KEY_PRESS, XCB_KEY_RELEASE})
+      xcb_test_fake_input(x, event, code, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+  }
 }
 
 bool LocalDevices::IsNewDevice(const void* event) const {
@@ -44,11 +65,9 @@ void LocalDevices::Adapt() { (void)GrabOthers(); }
 uint8_t LocalDevices::GrabOthers() {
   constexpr uint32_t kNoEvents = 0;
   uint8_t refused = XCB_GRAB_STATUS_SUCCESS;
-  std::set<uint16_t> present;
   for (const InputDevice& device : ReadInputDevices(connection_)) {
     if (device.kind != InputDevice::Kind::kSlave || !device.enabled) continue;
-    present.insert(device.id);
-    if (held_.contains(device.id)) continue;
+    // Also one that is held: it may have been switched off and on, which ends a grab.
     const auto reply = connection_.Await<xcb_input_xi_grab_device_reply_t>(xcb_input_xi_grab_device(
         connection_.Get(), connection_.Root(), XCB_CURRENT_TIME, XCB_CURSOR_NONE, device.id,
         XCB_INPUT_GRAB_MODE_22_ASYNC, XCB_INPUT_GRAB_MODE_22_ASYNC, 0, 1, &kNoEvents));
@@ -61,8 +80,6 @@ uint8_t LocalDevices::GrabOthers() {
           refused == XCB_GRAB_STATUS_ALREADY_GRABBED ? "another program keeps it" : "the server refuses");
     }
   }
-  // The number of one that is gone may come back for another.
-  std::erase_if(held_, [&present](uint16_t device) { return !present.contains(device); });
   return refused;
 }
 

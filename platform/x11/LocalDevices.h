@@ -16,8 +16,8 @@ class LocalDevices {
   explicit LocalDevices(Connection& connection) : connection_(connection) {}
 
   // All or none: an error when somebody else keeps one, which is also said on the console. A machine without
-  // devices of its own is silent already.
-  [[nodiscard]] CGError Silence();
+  // devices of its own is silent already. `numLockCode` is the server's code of that key.
+  [[nodiscard]] CGError Silence(uint8_t numLockCode);
   void Release();
 
   // Whether the event, one of XCB's, says that there may be new devices.
@@ -26,6 +26,8 @@ class LocalDevices {
   void Adapt();
 
  private:
+  // What the user holds when the devices fall silent would stay down: its release is not heard any more.
+  void ReleaseModifiers(uint8_t numLockCode);
   // The status of the first device that is refused; those before it are held.
   [[nodiscard]] uint8_t GrabOthers();
 

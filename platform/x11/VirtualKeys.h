@@ -12,6 +12,11 @@ inline constexpr size_t kVirtualKeyCount = 128;
 inline constexpr uint16_t kVirtualCapsLock = 57;
 inline constexpr uint16_t kVirtualNumLock = 71;
 
+// Shift, Control, Option and Command of either side.
+constexpr bool IsModifier(uint16_t virtualKey) {
+  return virtualKey >= 54 && virtualKey <= 62 && virtualKey != kVirtualCapsLock;
+}
+
 struct VirtualKey {
   uint16_t key;
   // XKB's names of it, which tell its place on the keyboard; the first one that a keyboard has counts.

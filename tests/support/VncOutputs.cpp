@@ -9,6 +9,11 @@
 #include "tests/support/ObserverProcess.h"
 
 namespace test {
+namespace {
+
+constexpr uint16_t kKey = 4 << 8, kDown = 1, kPointer = 5 << 8;
+
+}  // namespace
 
 std::vector<std::string> VncOutputs::ServerArguments() const { return {"-rfbunixpath", folder_ / "rfb"}; }
 
@@ -25,10 +30,14 @@ void VncOutputs::Set(const std::vector<Output>& outputs) {
   Send(message);
 }
 
+void VncOutputs::Press(uint32_t symbol) {
+  Connect();
+  Send({kKey | kDown, 0, static_cast<uint16_t>(symbol >> 16), static_cast<uint16_t>(symbol)});
+}
+
 void VncOutputs::Type(uint32_t symbol, uint16_t x, uint16_t y) {
   Connect();
   const auto high = static_cast<uint16_t>(symbol >> 16), low = static_cast<uint16_t>(symbol);
-  constexpr uint16_t kKey = 4 << 8, kDown = 1, kPointer = 5 << 8;
   Send({kPointer, x, y, kKey | kDown, 0, high, low, kKey, 0, high, low});
 }
 

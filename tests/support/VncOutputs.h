@@ -23,6 +23,8 @@ class VncOutputs {
   // the message, not when it has done it. Throws std::runtime_error when the server does not behave.
   void Set(const std::vector<Output>& outputs);
 
+  // Presses a key and holds it.
+  void Press(uint32_t symbol);
   // Presses and releases the key of a symbol, with the pointer moved there first. To the server these are its
   // machine's own devices. Returns like Set().
   void Type(uint32_t symbol, uint16_t x, uint16_t y);

@@ -23,7 +23,7 @@ using CGKeyCode = uint16_t;  // a platform virtual key, 0 to 127
 using boolean_t = int;
 
 // ---- posting: the events reach the programs of the session as those of real devices do. Any thread.
-// kCGErrorCannotComplete without a window server.
+// kCGErrorCannotComplete without a window server, kCGErrorNotImplemented when it takes no events.
 
 // The state of `count` buttons follows the position: left, right, others. The pointer moves only when
 // `updatePosition` is set.
@@ -38,7 +38,7 @@ CGError CGPostKeyboardEvent(CGCharCode character, CGKeyCode key, boolean_t down)
 // Keyboards and pointers of the machine are silent while `inhibit` is set; posted events pass. An error when
 // a device is kept by somebody else.
 CGError CGInhibitLocalEvents(boolean_t inhibit);
-// While it is off, the state of local modifiers and locks does not change what posted keys yield.
+// While it is off, the local user's Caps Lock and Num Lock do not change what posted keys yield.
 CGError CGEnableEventStateCombining(boolean_t combine);
 
 enum CGEventSuppressionState : uint32_t {

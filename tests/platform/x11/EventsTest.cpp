@@ -51,6 +51,20 @@ TEST(EventsTest, ADragArrivesWithItsButtonsAndPlaces) {
                   "down 2 0 1279,0", "down 8 512 1279,0", "up 2 512 1279,0", "up 8 0 1279,0"));
 }
 
+TEST(EventsTest, ASecondPressRepeatsAKeyButNoModifier) {
+  test::XServer server;
+  test::InputWitness witness;
+  for (const CGKeyCode key : {56, 0}) {
+    EXPECT_EQ(CGPostKeyboardEvent(0, key, true), kCGErrorSuccess);
+    EXPECT_EQ(CGPostKeyboardEvent(0, key, true), kCGErrorSuccess);
+    EXPECT_EQ(CGPostKeyboardEvent(0, key, false), kCGErrorSuccess);
+  }
+  std::string keys;
+  for (const auto& input : witness.Await([](const auto& seen) { return seen.size() >= 6; }))
+    keys += (input.kind == Kind::kKeyDown ? "+" : "-") + input.symbol + " ";
+  EXPECT_EQ(keys, "+Shift_L -Shift_L +a -a +a -a ");
+}
+
 TEST(EventsTest, EveryKeyOfAKeyboardArrives) {
   test::XServer server;
   test::InputWitness witness;

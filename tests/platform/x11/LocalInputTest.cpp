@@ -18,6 +18,7 @@ namespace {
 using test::XServer;
 
 constexpr unsigned kXvfbKeyboard = 7;  // as it numbers its devices
+constexpr uint32_t kLeftShift = 0xFFE1;
 constexpr CGKeyCode kA = 0, kEscape = 53;
 
 void Type(CGKeyCode key) {
@@ -76,14 +77,17 @@ TEST(LocalInputTest, ALockEndsWithAKillAndLetsPostedEventsPass) {
   Type(kEscape);
   EXPECT_EQ(witness.TextUpTo("Escape"), "u");
 
+  user.Press(kLeftShift);
+  EXPECT_TRUE(test::WaitFor([&] { return witness.Mask() == 1; }));
   EXPECT_EQ(CGInhibitLocalEvents(true), kCGErrorSuccess);
+  EXPECT_EQ(witness.Mask(), 0U);
   typeAndWait(840);
   Type(kEscape);
   EXPECT_EQ(witness.TextUpTo("Escape"), "");
   EXPECT_EQ(CGInhibitLocalEvents(false), kCGErrorSuccess);
   typeAndWait(860);
   Type(kEscape);
-  EXPECT_EQ(witness.TextUpTo("Escape"), "u");
+  EXPECT_EQ(witness.TextUpTo("Escape"), "U");  // Shift is still down
 }
 
 TEST(LocalInputTest, AHeldPostedKeyDoesNotRepeatAndLocalOnesDo) {
