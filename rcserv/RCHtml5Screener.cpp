@@ -35,5 +35,13 @@ void RCHtml5Screener::StopScreening() {
 
 void RCHtml5Screener::ScreenerLoop() {
   ScreenWorker worker;
-  while (running_) worker.GrabScreen(kRequestTimeoutMs);
+  bool hadClient = false;
+  const auto tell = [&](bool hasClient) {
+    if (std::exchange(hadClient, hasClient) != hasClient) clientChanged_(hasClient);
+  };
+  while (running_) {
+    worker.GrabScreen(kRequestTimeoutMs);
+    tell(worker.HasClient());
+  }
+  tell(false);
 }

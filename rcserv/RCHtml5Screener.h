@@ -3,6 +3,8 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <functional>
+#include <utility>
 
 #include "rcserv/RCAbstractScreener.h"
 
@@ -12,7 +14,10 @@ class RCHtml5Screener : public RCAbstractScreener {
   class ScreenWorker;      // RCHtml5ScreenWorker.h
   class DisplayImageRefs;  // RCHtml5DisplayImages.h
 
-  RCHtml5Screener() = default;
+  // `clientChanged` is called on the capture thread when a client of the screen has come (true) and when it
+  // has gone (false), also because the screening stops.
+  explicit RCHtml5Screener(std::function<void(bool)> clientChanged = [](bool) {})
+      : clientChanged_(std::move(clientChanged)) {}
   ~RCHtml5Screener() override;
 
   void StartScreening();
@@ -26,6 +31,7 @@ class RCHtml5Screener : public RCAbstractScreener {
  private:
   void ScreenerLoop();
 
+  const std::function<void(bool)> clientChanged_;
   bool screening_ = false;  // a thread exists
   std::atomic<bool> running_{false};
   pthread_t thread_{};

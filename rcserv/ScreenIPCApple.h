@@ -41,6 +41,7 @@ class Serv {
   void Disconnect();
   void Reset() { Disconnect(); }
 
+  [[nodiscard]] bool Connected() const { return connected_; }
   // The identifier that came with the last request.
   [[nodiscard]] uint16_t request_id() const { return request_id_; }
   // Room for the answer, for the owner to fill.

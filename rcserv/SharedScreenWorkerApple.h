@@ -27,6 +27,8 @@ class SharedScreenWorker {
   // Waits for one request and answers it; called in a loop. True when an answer went out.
   bool GrabScreen(uint32_t timeoutMs);
 
+  [[nodiscard]] bool HasClient() const { return serv_.Connected(); }
+
  protected:
   // Brings `target`, whose corner is the desktop's origin (x, y), up to date and appends what it changed, in
   // desktop coordinates. `bounds` is the desktop relative to that origin. `full`: everything, not only what

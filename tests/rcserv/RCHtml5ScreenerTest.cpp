@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 #include "rcserv/PixelConvert.h"
@@ -161,6 +162,20 @@ TEST_F(RCHtml5ScreenerTest, AResizedDesktopMakesANewScreenForTheSameClient) {
       return viewer.Screen().width == w && viewer.Screen().height == h && viewer.Shows(witness);
     })) << mode;
   }
+}
+
+TEST(RCHtml5ScreenerClientTest, ItTellsWhenAClientComesAndGoes) {
+  const test::XServer server;
+  std::vector<bool> told;  // of the capture thread, and read when that has ended
+  std::atomic<size_t> count{0};
+  RCHtml5Screener screener([&](bool client) { told.push_back(client), ++count; });
+  screener.StartScreening();
+  Viewer().Ask();
+  EXPECT_TRUE(test::WaitFor([&] { return count == 2; }));
+  Viewer viewer;
+  viewer.Ask();
+  screener.StopScreening();
+  EXPECT_EQ(told, (std::vector<bool>{true, false, true, false}));
 }
 
 }  // namespace
