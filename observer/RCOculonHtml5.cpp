@@ -7,7 +7,16 @@
 #include "broker/Commands.h"
 #include "common/KCasl.h"
 
-RCOculonHtml5::RCOculonHtml5() : runLoop_(CFRunLoopGetCurrent()) {}
+namespace {
+
+constexpr uint8_t kNoCommand = 0xFF;
+
+}  // namespace
+
+RCOculonHtml5::RCOculonHtml5(std::chrono::milliseconds serviceLimit)
+    : runLoop_(CFRunLoopGetCurrent()),
+      screener_([this](bool client) { client ? input_.ServiceConnected() : input_.ServiceDisconnected(); }),
+      input_(serviceLimit) {}
 
 RCOculonHtml5::~RCOculonHtml5() {
   // The broker thread ends while the screener does.
@@ -31,10 +40,16 @@ bool RCOculonHtml5::Run() {
 
 void RCOculonHtml5::StartOculon() {
   Locked locked(lock_);
-  if (!brokerRunning_ || started_) return;
+  StartOculonLocked();
+}
+
+bool RCOculonHtml5::StartOculonLocked() {
+  if (!brokerRunning_ || started_) return false;
   started_ = true;
+  input_.StartHID();
   screener_.StartScreening();
   ASLLogger(ASL_LEVEL_INFO, 1, true, "OculonHtml5: Started.\n");
+  return true;
 }
 
 void RCOculonHtml5::StopOculon() {
@@ -46,16 +61,49 @@ void RCOculonHtml5::StopOculonLocked() {
   if (!started_) return;
   started_ = false;
   screener_.StopScreening();
+  input_.StopHID();
   ASLLogger(ASL_LEVEL_INFO, 1, true, "OculonHtml5: Stopped.\n");
+}
+
+void RCOculonHtml5::StartHooks() {
+  Locked locked(lock_);
+  // A command that is still under way while this object ends starts nothing any more.
+  if (brokerRunning_) input_.StartHID();
+}
+
+void RCOculonHtml5::StartView() {
+  {
+    Locked locked(lock_);
+    // A session that runs goes on, under the new settings.
+    if (!StartOculonLocked() && brokerRunning_) input_.StartHID();
+  }
+  RCKeyAndMouse::GetSystemKeyboardLayoutType();
 }
 
 CFDataRef RCOculonHtml5::ProcessData(int messageId, CFDataRef payload) {
   if (messageId != kCommandMessageId) return nullptr;
-  const std::optional<uint8_t> code = ReadCommandCode(payload);
-  if (code == CMD_VIEW_END) {
-    if (ReadRecord<ViewEndRecord>(payload)) StopOculon();
-  } else if (code == CMD_VIEW_START_HTML5) {
-    if (ReadRecord<ViewStartRecord>(payload)) StartOculon();
+  switch (ReadCommandCode(payload).value_or(kNoCommand)) {
+    case CMD_VIEW_END:
+      if (ReadRecord<ViewEndRecord>(payload)) StopOculon();
+      break;
+    case CMD_VIEW_MOUSEEVENT:
+      input_.ReplyTo_CMD_VIEW_MOUSEEVENT(payload, true);
+      break;
+    case CMD_VIEW_KBDEVENT:
+      input_.ReplyTo_CMD_VIEW_KBDEVENT(payload);
+      break;
+    case CMD_VIEW_ASCII_KBDEVENT:
+      input_.ReplyTo_CMD_VIEW_ASCII_KBDEVENT(payload);
+      break;
+    case CMD_VIEW_SETTINGS:
+    case CMD_VIEW_START_HTML5:
+      if (const auto start = ReadRecord<ViewStartRecord>(payload)) {
+        input_.Handle_CMD_VIEW_START(&*start);
+        start->code == CMD_VIEW_SETTINGS ? StartHooks() : StartView();
+      }
+      break;
+    default:
+      break;
   }
   return nullptr;
 }

@@ -4,6 +4,7 @@
 
 #include "broker/RCOculonBroker.h"
 #include "broker/RCRemoteBroker.h"
+#include "input/RCKeyAndMouse.h"
 #include "platform/ThreadSafety.h"
 #include "rcserv/RCHtml5Screener.h"
 
@@ -11,7 +12,8 @@
 // ends the process while a command may still be running.
 class RCOculonHtml5 : public RCOculonServer {
  public:
-  RCOculonHtml5();
+  // `serviceLimit`: how long nobody may ask for the screen before the local user gets the machine back.
+  explicit RCOculonHtml5(std::chrono::milliseconds serviceLimit = RCKeyAndMouse::kServiceLimit);
 
   // Carries out a command; the reply is always empty. Records that are too short do nothing.
   CFDataRef ProcessData(int messageId, CFDataRef payload) override;
@@ -27,7 +29,12 @@ class RCOculonHtml5 : public RCOculonServer {
   void StopOculon() EXCLUDES(lock_);
 
  private:
+  // False when nothing was started.
+  bool StartOculonLocked() REQUIRES(lock_);
   void StopOculonLocked() REQUIRES(lock_);
+  // What a view start or new settings mean, once they are stored.
+  void StartHooks() EXCLUDES(lock_);
+  void StartView() EXCLUDES(lock_);
 
   // Held while a session starts or ends, as these alternate.
   Lock lock_;
@@ -36,4 +43,5 @@ class RCOculonHtml5 : public RCOculonServer {
   CFRunLoopRef runLoop_;  // the main thread's, borrowed
   RCRemoteClient remoteClient_;
   RCHtml5Screener screener_ GUARDED_BY(lock_);
+  RCKeyAndMouse input_;  // outlives the capture thread, which StopOculonLocked() ends
 };

@@ -20,6 +20,7 @@ TEST_F(CommandsTest, OnlyWholeViewRecordsOfMessageOneChangeTheSession) {
       {"another message", start, 2, 0, 0, 0},
       {"start of 5 bytes", start.substr(0, 5), 1, 0, 0, 1},
       {"tile view", std::string(8, '\0'), 1, 0, 0, 1},
+      {"settings alone", std::string("0\0\0\0\0\0", 6), 1, 0, 0, 1},
       {"no such code", std::string(3000, '\xff'), 1, 0, 0, 1},
       {"start", start, 1, 1, 0, 1},
       {"start again", start, 1, 1, 0, 1},
