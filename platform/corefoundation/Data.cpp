@@ -1,22 +1,37 @@
-// Immutable byte buffers.
+// Byte buffers.
 #include <CoreFoundation/CFData.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <string>
 #include <string_view>
 
+#include "platform/Handles.h"
 #include "platform/corefoundation/Object.h"
 #include "platform/corefoundation/String.h"
 
 struct __CFData final : platform::cf::Object {
-  __CFData(std::unique_ptr<UInt8[]> content, size_t length)
-      : Object(platform::cf::Type::kData), bytes(std::move(content)), size(length) {}
+  explicit __CFData(bool canChange) : Object(platform::cf::Type::kData), changes(canChange) {}
 
   [[nodiscard]] std::string_view View() const { return {reinterpret_cast<const char*>(bytes.get()), size}; }
+
+  // False when there is no memory for it.
+  [[nodiscard]] bool Append(const UInt8* more, size_t length) {
+    if (bytes == nullptr || length > capacity - size) {
+      const size_t wanted = std::max({size + length, size + size / 2, size_t{1}});
+      void* const grown = std::realloc(bytes.get(), wanted);
+      if (grown == nullptr) return false;
+      static_cast<void>(bytes.release());
+      bytes.reset(static_cast<UInt8*>(grown));
+      capacity = wanted;
+    }
+    if (length > 0) std::memcpy(bytes.get() + size, more, length);
+    size += length;
+    return true;
+  }
 
   [[nodiscard]] bool Equals(const Object& other) const override {
     return View() == static_cast<const __CFData&>(other).View();
@@ -24,8 +39,10 @@ struct __CFData final : platform::cf::Object {
   [[nodiscard]] CFHashCode Hash() const override { return std::hash<std::string_view>{}(View()); }
   [[nodiscard]] std::u16string Description() const override;
 
-  const std::unique_ptr<const UInt8[]> bytes;
-  const size_t size;
+  const bool changes;
+  platform::MallocPtr<UInt8[]> bytes;
+  size_t size = 0;
+  size_t capacity = 0;
 };
 
 // The first bytes only: a description is for reading.
@@ -47,11 +64,16 @@ CFTypeID CFDataGetTypeID() { return static_cast<CFTypeID>(platform::cf::Type::kD
 
 CFDataRef CFDataCreate(CFAllocatorRef, const UInt8* bytes, CFIndex length) {
   if (length < 0 || (bytes == nullptr && length > 0)) return nullptr;
-  const auto size = static_cast<size_t>(length);
-  std::unique_ptr<UInt8[]> content(new (std::nothrow) UInt8[size]);
-  if (!content) return nullptr;
-  if (size > 0) std::memcpy(content.get(), bytes, size);
-  return new __CFData(std::move(content), size);
+  auto data = std::make_unique<__CFData>(false);
+  return data->Append(bytes, static_cast<size_t>(length)) ? data.release() : nullptr;
+}
+
+CFMutableDataRef CFDataCreateMutable(CFAllocatorRef, CFIndex) { return new __CFData(true); }
+
+void CFDataAppendBytes(CFMutableDataRef data, const UInt8* bytes, CFIndex length) {
+  if (!data->changes || length < 0)
+    platform::cf::Fault("data was changed that cannot be, or by less than nothing");
+  if (!data->Append(bytes, static_cast<size_t>(length))) platform::cf::Fault("no memory for data");
 }
 
 CFIndex CFDataGetLength(CFDataRef data) { return static_cast<CFIndex>(data->size); }

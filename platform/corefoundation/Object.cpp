@@ -55,6 +55,18 @@ extern "C" {
 
 const CFAllocatorRef kCFAllocatorDefault = nullptr;
 
+void* CFAllocatorAllocate(CFAllocatorRef, CFIndex size, CFOptionFlags) {
+  return size > 0 ? std::malloc(static_cast<size_t>(size)) : nullptr;
+}
+
+void* CFAllocatorReallocate(CFAllocatorRef, void* memory, CFIndex size, CFOptionFlags) {
+  if (size > 0) return std::realloc(memory, static_cast<size_t>(size));
+  std::free(memory);
+  return nullptr;
+}
+
+void CFAllocatorDeallocate(CFAllocatorRef, void* memory) { std::free(memory); }
+
 CFTypeRef CFRetain(CFTypeRef value) {
   Checked(value, "CFRetain of null").Retain();
   return value;

@@ -31,6 +31,7 @@ using CFAllocatorRef = const struct __CFAllocator*;
 using CFStringRef = const struct __CFString*;
 using CFMutableStringRef = struct __CFString*;
 using CFDataRef = const struct __CFData*;
+using CFMutableDataRef = struct __CFData*;
 using CFNumberRef = const struct __CFNumber*;
 using CFBooleanRef = const struct __CFBoolean*;
 using CFDateRef = const struct __CFDate*;
@@ -62,6 +63,12 @@ enum { kCFNotFound = -1 };
 
 // Every value lives on the process's heap: the default allocator is the only one.
 extern const CFAllocatorRef kCFAllocatorDefault;
+
+// Bare memory, which the caller gives back with CFAllocatorDeallocate. Null for a size that is not above 0,
+// and when there is none. CFAllocatorReallocate keeps what fits; null makes it an allocation.
+void* CFAllocatorAllocate(CFAllocatorRef allocator, CFIndex size, CFOptionFlags hint);
+void* CFAllocatorReallocate(CFAllocatorRef allocator, void* memory, CFIndex size, CFOptionFlags hint);
+void CFAllocatorDeallocate(CFAllocatorRef allocator, void* memory);
 
 // CFRetain returns its argument. Null is a fault of the caller and ends the process, here and in the
 // functions below that do not mention it.

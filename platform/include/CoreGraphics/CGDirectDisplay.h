@@ -1,6 +1,7 @@
 // The displays of the session and what they show. Any thread; global coordinates are desktop pixels, y
 // downwards.
 #pragma once
+#include <CoreFoundation/CFBase.h>
 #include <CoreGraphics/CGError.h>
 #include <CoreGraphics/CGGeometry.h>
 #include <CoreGraphics/CGImage.h>
@@ -29,6 +30,18 @@ uint32_t CGDisplayIsMain(CGDirectDisplayID display);
 
 // Stable for a display as long as the process lives, also over unplug and replug.
 uint32_t CGDisplayUnitNumber(CGDirectDisplayID display);
+
+// In pixels; 0 for an unknown display.
+size_t CGDisplayPixelsWide(CGDirectDisplayID display);
+size_t CGDisplayPixelsHigh(CGDirectDisplayID display);
+
+// How the display is driven now; null for an unknown one. The caller releases (null is allowed).
+using CGDisplayModeRef = struct CGDisplayMode*;
+CGDisplayModeRef CGDisplayCopyDisplayMode(CGDirectDisplayID display);
+void CGDisplayModeRelease(CGDisplayModeRef mode);
+// A letter for every bit of a pixel from the highest: R, G, B or "-", as in "-RRRRRGGGGGBBBBB". The caller
+// releases.
+CFStringRef CGDisplayModeCopyPixelEncoding(CGDisplayModeRef mode);
 
 // The pixels of `rect`, which counts from the display's own top left corner, is rounded outwards to whole
 // pixels and is clipped to the display. Null when nothing is left of it, or when the display is gone. The
