@@ -1,5 +1,7 @@
 #include "legacy/RCDisplayManager.h"
 
+#include "legacy/FullScreenContext.h"
+
 RCDisplayManager& RCDisplayManager::instance() {
   static RCDisplayManager* const manager = new RCDisplayManager;
   return *manager;
@@ -31,4 +33,10 @@ void RCDisplayManager::changeAllDisplays() {
   for (int32_t index = 0; index < displayCount(); ++index) {
     changeRects_[index] = displayBounds(displayID(index));
   }
+}
+
+CGLContextObj RCDisplayManager::getContextForDisplay(CGDirectDisplayID display) {
+  const auto known = contexts_.find(display);
+  if (known != contexts_.end()) return known->second;
+  return contexts_[display] = CreateContext(display);
 }

@@ -1,6 +1,7 @@
 // The displays that are being served, and what has changed on each since it was last sent.
 #pragma once
 #include <ApplicationServices/ApplicationServices.h>
+#include <OpenGL/OpenGL.h>
 
 #include <cstdint>
 #include <map>
@@ -42,9 +43,14 @@ class RCDisplayManager {
   // Everything is pending.
   void changeAllDisplays();
 
+  // The display's full-screen context, made by the first call and kept to the end of the process. Null where
+  // that failed, which is not tried again.
+  CGLContextObj getContextForDisplay(CGDirectDisplayID display);
+
  private:
   CGRect desktopBounds_ = CGRectZero;
   std::map<CGDirectDisplayID, CGRect> displayBounds_;
+  std::map<CGDirectDisplayID, CGLContextObj> contexts_;
   std::map<int32_t, CGDirectDisplayID> displayIDs_;
   std::map<int32_t, CGRect> changeRects_;  // CGRectZero: nothing is pending
 };

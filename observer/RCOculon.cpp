@@ -1,6 +1,7 @@
 #include "observer/RCOculon.h"
 
 #include <cstring>
+#include <iterator>
 #include <vector>
 
 #include "common/StCFTypeRef.h"
@@ -24,6 +25,11 @@ void RCOculon::SendISSData(CFDataRef data, CONTROL_TYPES type) {
 
 void RCOculon::SendData(CFDataRef data) {
   if (sendEnabled_) remoteClient_.TransferData(data);
+}
+
+void RCOculon::SetColorReduction(unsigned char viewType) {
+  constexpr uint8_t kReductions[] = {255, 255, 5, 4, 3, 2, 6};  // by view type
+  colorReduction_ = viewType < std::size(kReductions) ? kReductions[viewType] : uint8_t{255};
 }
 
 void RCOculon::SendRCEnd() {

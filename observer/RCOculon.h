@@ -3,6 +3,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <atomic>
+#include <cstdint>
 
 #include "broker/Commands.h"
 #include "broker/RCRemoteBroker.h"
@@ -23,6 +24,11 @@ class RCOculon {
   // Sends the bytes as they are.
   void SendData(CFDataRef data);
 
+  // How far colours of the tile stream are reduced, from a viewer's view type: 1 (not at all) to 5 set ever
+  // more low bits, 6 and above none.
+  void SetColorReduction(unsigned char viewType);
+  [[nodiscard]] uint8_t ColorReduction() const { return colorReduction_; }
+
   // A SessionEndRecord.
   void SendRCEnd();
   // A piece of the tile stream.
@@ -33,4 +39,5 @@ class RCOculon {
 
   RCRemoteClient remoteClient_;
   std::atomic<bool> sendEnabled_{true};
+  std::atomic<uint8_t> colorReduction_{6};
 };

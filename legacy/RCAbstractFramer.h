@@ -1,0 +1,7 @@
+// What sends frames of displays.
+#pragma once
+
+class RCAbstractFramer {
+ public:
+  virtual ~RCAbstractFramer() = default;
+};
