@@ -54,10 +54,9 @@ CGError InputWatch::SilenceLocalInput(bool silence) {
   return error;
 }
 
-CGError InputWatch::CombineLocks(bool combine) {
+CGError InputWatch::Settle() {
   if (!Start()) return kCGErrorCannotComplete;
   const Locked locked(lock_);
-  wishes_.combine = combine;
   return AwaitWishesLocked();
 }
 
@@ -88,6 +87,7 @@ void InputWatch::Serve(Connection& connection) {
   LocalDevices devices(connection);
   keyboard.Start();
   LearnKeyCodes(connection);
+  keyboard.Adapt(codes_[kVirtualNumLock]);
   {
     const Locked locked(lock_);
     state_ = State::kRunning;
@@ -106,10 +106,10 @@ void InputWatch::Serve(Connection& connection) {
     }
     if (newDevice) devices.Adapt();
     if (newKeymap) {
-      keyboard.Adapt();
       LearnKeyCodes(connection);
+      keyboard.Adapt(codes_[kVirtualNumLock]);
     }
-    if (wishes) Grant(*wishes, connection, keyboard, devices);
+    if (wishes) Grant(*wishes, connection, devices);
     // Whoever waited for a reply may have taken events in.
     if (!newDevice && !newKeymap && !wishes && connection.Flush()) Await(connection);
   }
@@ -127,9 +127,7 @@ std::optional<InputWatch::Wishes> InputWatch::Wished() {
   return granted_ == wishes_.count ? std::nullopt : std::optional(wishes_);
 }
 
-void InputWatch::Grant(const Wishes& wishes, Connection& connection, PostingKeyboard& keyboard,
-                       LocalDevices& devices) {
-  keyboard.CombineLocks(wishes.combine, codes_[kVirtualNumLock]);
+void InputWatch::Grant(const Wishes& wishes, Connection& connection, LocalDevices& devices) {
   const CGError error = wishes.silence ? devices.Silence(codes_[kVirtualNumLock]) : kCGErrorSuccess;
   if (!wishes.silence) devices.Release();
   const bool done = connection.Finish();

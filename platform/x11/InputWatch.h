@@ -33,13 +33,13 @@ class InputWatch {
 
   // Any thread. They return when it is done.
   [[nodiscard]] CGError SilenceLocalInput(bool silence) EXCLUDES(lock_);
-  [[nodiscard]] CGError CombineLocks(bool combine) EXCLUDES(lock_);
+  // What happened to the keyboard before is taken into account.
+  [[nodiscard]] CGError Settle() EXCLUDES(lock_);
 
  private:
   enum class State { kIdle, kStarting, kRunning, kOver };
   struct Wishes {
     bool silence = false;
-    bool combine = true;
     // How many there were.
     uint64_t count = 0;
   };
@@ -54,8 +54,7 @@ class InputWatch {
   void LearnKeyCodes(Connection& connection);
   // The wishes that are not done yet.
   [[nodiscard]] std::optional<Wishes> Wished() EXCLUDES(lock_);
-  void Grant(const Wishes& wishes, Connection& connection, PostingKeyboard& keyboard, LocalDevices& devices)
-      EXCLUDES(lock_);
+  void Grant(const Wishes& wishes, Connection& connection, LocalDevices& devices) EXCLUDES(lock_);
   void Await(const Connection& connection) const;
 
   UniqueFd wake_;

@@ -12,9 +12,10 @@ CGError CGInhibitLocalEvents(boolean_t inhibit) {
   return InputWatch::Instance().SilenceLocalInput(inhibit != 0);
 }
 
-CGError CGEnableEventStateCombining(boolean_t combine) {
+// Posted keys are independent of local locks in any case.
+CGError CGEnableEventStateCombining(boolean_t) {
   const CallScope scope;
-  return InputWatch::Instance().CombineLocks(combine != 0);
+  return InputWatch::Instance().Settle();
 }
 
 // Posting never holds local events back for a while, so there is no time for a filter to be used in.

@@ -6,6 +6,7 @@
 
 #include "platform/x11/Connection.h"
 #include "platform/x11/InputDevices.h"
+#include "platform/x11/KeyTypes.h"
 #include "platform/x11/Xkb.h"
 
 namespace platform::x11 {
@@ -24,15 +25,15 @@ void PostingKeyboard::Start() {
   if (firstEvent_ == 0) return;
   xcb_connection_t* const x = connection_.Get();
   if (!connection_.Await<xcb_xkb_use_extension_reply_t>(xcb_xkb_use_extension(x, 1, 0))) return;
+  // The first one belongs to the keyboard that everybody uses; further ones come with further seats.
   for (const InputDevice& device : ReadInputDevices(connection_)) {
-    if (device.kind == InputDevice::Kind::kPosting && device.keyboard) device_ = device.id;
+    if (device_ == 0 && device.kind == InputDevice::Kind::kPosting && device.keyboard) device_ = device.id;
   }
   if (device_ == 0) return;
   constexpr uint16_t kNewKeyboard = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY;
   constexpr uint16_t kTypes = XCB_XKB_MAP_PART_KEY_TYPES;
   xcb_xkb_select_events(x, device_, kNewKeyboard | XCB_XKB_EVENT_TYPE_MAP_NOTIFY, 0, kNewKeyboard, kTypes,
                         kTypes, nullptr);
-  Adapt();
 }
 
 bool PostingKeyboard::IsNewKeymap(const void* event) const {
@@ -41,31 +42,22 @@ bool PostingKeyboard::IsNewKeymap(const void* event) const {
          (notice.xkbType == XCB_XKB_NEW_KEYBOARD_NOTIFY || notice.xkbType == XCB_XKB_MAP_NOTIFY);
 }
 
-void PostingKeyboard::Adapt() {
+void PostingKeyboard::Adapt(uint8_t numLockCode) {
   if (device_ == 0) return;
   StopRepeat();
-  if (!combine_) IgnoreLocks();
-}
-
-void PostingKeyboard::CombineLocks(bool combine, uint8_t numLockCode) {
-  if (device_ == 0 || combine == combine_) return;
-  combine_ = combine;
-  numLockCode_ = numLockCode;
-  if (!combine) IgnoreLocks();
-  if (combine && !found_.types.empty()) SendKeyMap(connection_, device_, std::exchange(found_, {}));
+  IgnoreLocks(numLockCode);
 }
 
 // Programs read the keymap of the keyboard whose key arrives, and take from it how a lock counts. Posting the
 // opposite Shift would do for letters only, and would turn Control with C into another shortcut; switching
-// the lock off for the time of a key would show on the keyboard's lamp, and to whoever announces it.
-void PostingKeyboard::IgnoreLocks() {
+// the lock off for the time of a key would show on the keyboard's lamp, and to whoever announces it. It stays
+// so: some programs take a change of types in only when another keyboard is used in between.
+void PostingKeyboard::IgnoreLocks(uint8_t numLockCode) {
   KeyMap map = ReadKeyMap(connection_, device_);
   const std::vector<KeyType> before = map.types;
-  const uint8_t numLock = NumLockModifier(connection_, numLockCode_);
+  const uint8_t numLock = NumLockModifier(connection_, numLockCode);
   for (KeyType& type : map.types) type = WithoutLocks(type, numLock);
   if (map.types == before) return;  // told of our own change
-  found_ = map;
-  found_.types = before;
   SendKeyMap(connection_, device_, map);
 }
 

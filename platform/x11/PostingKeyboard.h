@@ -2,8 +2,6 @@
 #pragma once
 #include <cstdint>
 
-#include "platform/x11/KeyTypes.h"
-
 namespace platform::x11 {
 
 class Connection;
@@ -14,32 +12,25 @@ class PostingKeyboard {
  public:
   explicit PostingKeyboard(Connection& connection);
 
-  // Hears of new keymaps from now on, and sets up what is there.
+  // Hears of new keymaps from now on.
   void Start();
 
   // Whether the event, one of XCB's, says that the keymap is a new one.
   [[nodiscard]] bool IsNewKeymap(const void* event) const;
-  // To be called upon that.
-  void Adapt();
-
-  // Off: Caps Lock and Num Lock, as the local user has switched them, do not change what a posted key yields.
-  // `numLockCode` is the server's code of that key. The locks themselves are left alone, and so are the
-  // lamps.
-  void CombineLocks(bool combine, uint8_t numLockCode);
+  // To be called upon that, and at the start. `numLockCode` is the server's code of that key.
+  void Adapt(uint8_t numLockCode);
 
  private:
   // A held key does not repeat by itself.
   void StopRepeat();
   void SetRepeat(uint16_t device, const uint8_t (&keys)[32]);
-  void IgnoreLocks();
+  // Caps Lock and Num Lock, as the local user has switched them, do not change what a posted key yields. The
+  // locks themselves are left alone, and so are the lamps.
+  void IgnoreLocks(uint8_t numLockCode);
 
   Connection& connection_;
   uint16_t device_ = 0;
   uint8_t firstEvent_ = 0;
-  bool combine_ = true;
-  uint8_t numLockCode_ = 0;
-  // While locks are ignored: the keymap that was found.
-  KeyMap found_;
 };
 
 }  // namespace platform::x11

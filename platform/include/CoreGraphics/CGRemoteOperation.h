@@ -38,7 +38,8 @@ CGError CGPostKeyboardEvent(CGCharCode character, CGKeyCode key, boolean_t down)
 // Keyboards and pointers of the machine are silent while `inhibit` is set; posted events pass. An error when
 // a device is kept by somebody else.
 CGError CGInhibitLocalEvents(boolean_t inhibit);
-// While it is off, the local user's Caps Lock and Num Lock do not change what posted keys yield.
+// The local user's Caps Lock and Num Lock do not change what posted keys yield, combined or not. A keyboard
+// layout that was changed before the call is the one that posted keys have after it.
 CGError CGEnableEventStateCombining(boolean_t combine);
 
 enum CGEventSuppressionState : uint32_t {

@@ -46,6 +46,7 @@ struct Layout {
   std::string name;
   // Of the printable ones of ASCII; the others take a further modifier or a dead key.
   std::string missing;
+  test::XServerOptions::Kind server = test::XServerOptions::Kind::kXvfb;
 };
 
 void PrintTo(const Layout& layout, std::ostream* out) { *out << layout.name; }
@@ -53,7 +54,7 @@ void PrintTo(const Layout& layout, std::ostream* out) { *out << layout.name; }
 class KeyboardLayoutTest : public testing::TestWithParam<Layout> {};
 
 TEST_P(KeyboardLayoutTest, EveryCharacterThatItPromisesArrives) {
-  test::XServer server;
+  test::XServer server({.kind = GetParam().server});
   test::InputWitness witness;
   std::vector<std::string> command = {"setxkbmap"};
   command.insert(command.end(), GetParam().arguments.begin(), GetParam().arguments.end());
@@ -92,13 +93,12 @@ TEST_P(KeyboardLayoutTest, EveryCharacterThatItPromisesArrives) {
   CFRelease(source);
 }
 
-INSTANTIATE_TEST_SUITE_P(Layouts, KeyboardLayoutTest,
-                         testing::Values(Layout{{"us"}, "English (US)", ""},
-                                         Layout{{"fr"}, "French", "#@[\\]^`{|}"},
-                                         Layout{{"de"}, "German", "@[\\]^`{|}~"},
-                                         Layout{{"jp"}, "Japanese", ""},
-                                         Layout{{"ch"}, "German (Switzerland)", "#@[\\]^`{|}~"},
-                                         Layout{{"us", "dvorak"}, "English (Dvorak)", ""}));
+INSTANTIATE_TEST_SUITE_P(
+    Layouts, KeyboardLayoutTest,
+    testing::Values(Layout{{"us"}, "English (US)", ""}, Layout{{"fr"}, "French", "#@[\\]^`{|}"},
+                    Layout{{"de"}, "German", "@[\\]^`{|}~", test::XServerOptions::Kind::kXvnc},
+                    Layout{{"jp"}, "Japanese", ""}, Layout{{"ch"}, "German (Switzerland)", "#@[\\]^`{|}~"},
+                    Layout{{"us", "dvorak"}, "English (Dvorak)", ""}));
 
 TEST(PointerLocationTest, IsCountedFromTheBottomOfTheMainDisplay) {
   test::XServer server;
