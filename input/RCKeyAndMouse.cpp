@@ -342,14 +342,24 @@ void RCKeyAndMouse::TurnShiftBack(const HeldKeys& turned) {
 
 void RCKeyAndMouse::PostKey(CGKeyCode key, bool pressed) {
   const CGError error = CGPostKeyboardEvent(0, key, pressed);
-  const bool failed = error != kCGErrorSuccess;
-  held_[key] = pressed && !failed;
-  if (failed && !missing_[key]) {
-    ASLLogger(ASL_LEVEL_INFO, 1, true, "%s: CGPostMouseEvent():CGEventCreateKeyboardEvent is err %d\n",
-              "StuffKey", error);
-    LogRefusal(("the key with the virtual code " + std::to_string(key) + " is not posted").c_str(), error);
+  held_[key] = pressed && error == kCGErrorSuccess;
+  if (error == kCGErrorSuccess) {
+    missing_.reset(key);
+    keyboardMissing_ = false;
+    return;
   }
-  missing_[key] = failed;
+  // A key that nobody has is named in the log; one that failed to arrive is nobody's business.
+  const bool noSuchKey = error == kCGErrorNoneAvailable;
+  if (noSuchKey ? missing_[key] : keyboardMissing_) return;
+  ASLLogger(ASL_LEVEL_INFO, 1, true, "%s: CGPostMouseEvent():CGEventCreateKeyboardEvent is err %d\n",
+            "StuffKey", error);
+  if (noSuchKey) {
+    missing_.set(key);
+    LogRefusal(("virtual key " + std::to_string(key) + " is not posted").c_str(), error);
+  } else {
+    keyboardMissing_ = true;
+    LogRefusal("keys are not posted", error);
+  }
 }
 
 void RCKeyAndMouse::ReleaseHeld() {

@@ -98,9 +98,10 @@ class RCKeyAndMouse {
   bool capsLock_ GUARDED_BY(lock_) = false;
   bool shiftHeld_ GUARDED_BY(lock_) = false;
   bool screenBlanked_ GUARDED_BY(lock_) = false;
-  bool suspended_ GUARDED_BY(lock_) = false;     // the service is away: neither lock nor blank
-  HeldKeys held_ GUARDED_BY(lock_);              // keys that are down
-  HeldKeys missing_ GUARDED_BY(lock_);           // keys that could not be posted, and were reported
-  bool mouseMissing_ GUARDED_BY(lock_) = false;  // the same of the mouse
+  bool suspended_ GUARDED_BY(lock_) = false;        // the service is away: neither lock nor blank
+  HeldKeys held_ GUARDED_BY(lock_);                 // keys that are down
+  HeldKeys missing_ GUARDED_BY(lock_);              // keys that do not exist, and were reported
+  bool keyboardMissing_ GUARDED_BY(lock_) = false;  // no key can be posted, which was reported
+  bool mouseMissing_ GUARDED_BY(lock_) = false;     // the same of mouse events
   ServiceWatch watch_;
 };
