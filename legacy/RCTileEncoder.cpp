@@ -26,17 +26,20 @@ int64_t Beyond(CGFloat edge) { return edge < 0 ? -static_cast<int64_t>(edge) : 0
 // Rounded down, so that a tile has the same place whichever frame it is in.
 int64_t TilesBefore(CGFloat pixels) { return static_cast<int64_t>(std::floor(pixels / kTileSide)); }
 
-// Of one row of tiles of the whole desktop.
-int64_t RowPlaces(CGRect desktop) {
-  return (static_cast<int64_t>(CGRectGetWidth(desktop)) + kTileSide - 1) / kTileSide;
+// Of one row of tiles of the whole desktop. A display whose edges lie within tiles can touch one more than
+// that, which then has a place too, so that no two tiles of a display share one.
+int64_t RowPlaces(CGRect desktop, CGRect aligned) {
+  return std::max((static_cast<int64_t>(CGRectGetWidth(desktop)) + kTileSide - 1) / kTileSide,
+                  TilesBefore(CGRectGetWidth(aligned)));
 }
 
-// The place of the tile with that corner.
-int64_t PlaceOf(CGRect desktop, CGFloat left, CGFloat top) {
+// The place of the tile with that corner; `aligned`: its display in whole tiles.
+int64_t PlaceOf(CGRect desktop, CGRect aligned, CGFloat left, CGFloat top) {
   const CGFloat desktopLeft = CGRectGetMinX(desktop);
   const CGFloat desktopTop = CGRectGetMinY(desktop);
   return TilesBefore(left - desktopLeft + static_cast<CGFloat>(Beyond(desktopLeft))) +
-         TilesBefore(top - desktopTop + static_cast<CGFloat>(Beyond(desktopTop))) * RowPlaces(desktop);
+         TilesBefore(top - desktopTop + static_cast<CGFloat>(Beyond(desktopTop))) *
+             RowPlaces(desktop, aligned);
 }
 
 // Low bits that are set in every component. Level 0 turns everything white.
@@ -161,16 +164,14 @@ RCTileEncoder::CRCBuffer& RCTileEncoder::GetCRCBuffer(CGDirectDisplayID display)
   CRCBuffer& buffer = crcBuffers_[display];
   if (CGRectEqualToRect(buffer.desktop, desktop) && CGRectEqualToRect(buffer.display, aligned)) return buffer;
 
-  const int64_t first = PlaceOf(desktop, CGRectGetMinX(aligned), CGRectGetMinY(aligned));
+  const int64_t first = PlaceOf(desktop, aligned, CGRectGetMinX(aligned), CGRectGetMinY(aligned));
   const int64_t last =
-      PlaceOf(desktop, CGRectGetMaxX(aligned) - kTileSide, CGRectGetMaxY(aligned) - kTileSide);
+      PlaceOf(desktop, aligned, CGRectGetMaxX(aligned) - kTileSide, CGRectGetMaxY(aligned) - kTileSide);
   buffer = {desktop, aligned, first,
             std::vector<uint64_t>(static_cast<size_t>(last - first + 1), tiles::kNoChecksum)};
   return buffer;
 }
 
-// A display whose edges lie within tiles can be wider than a row of the desktop has places. What is too much
-// has none, as those places are the next row's.
 std::span<uint64_t> RCTileEncoder::PlacesOfRow(CRCBuffer& buffer, CGRect aligned) {
   const CGFloat left = CGRectGetMinX(aligned);
   const CGFloat top = CGRectGetMinY(aligned);
@@ -178,9 +179,8 @@ std::span<uint64_t> RCTileEncoder::PlacesOfRow(CRCBuffer& buffer, CGRect aligned
       top >= CGRectGetMaxY(buffer.display)) {
     return {};
   }
-  const int64_t columns = std::min(TilesBefore(CGRectGetWidth(buffer.display)), RowPlaces(buffer.desktop));
-  const int64_t room = columns - TilesBefore(left - CGRectGetMinX(buffer.display));
+  const int64_t room = TilesBefore(CGRectGetMaxX(buffer.display) - left);
   if (room <= 0) return {};
-  const int64_t index = PlaceOf(buffer.desktop, left, top) - buffer.firstPlace;
+  const int64_t index = PlaceOf(buffer.desktop, buffer.display, left, top) - buffer.firstPlace;
   return std::span(buffer.checksums).subspan(static_cast<size_t>(index), static_cast<size_t>(room));
 }
