@@ -99,12 +99,12 @@ RCTileDecoder::Result RCTileDecoder::TakeFrame(const FrameRecord& record) {
 }
 
 void RCTileDecoder::Begin(const FrameRecord& record) {
-  const Area area{record.left, record.top, record.right + 1, record.bottom + 1};
+  const ArrivingFrame::Area area{record.left, record.top, record.right + 1, record.bottom + 1};
   // The grid lies at multiples of 16 of the global coordinates.
-  const Area aligned{area.left - WithinTile(area.left + left_), area.top - WithinTile(area.top + top_),
-                     area.right + WithinTile(-(area.right + left_)),
-                     area.bottom + WithinTile(-(area.bottom + top_))};
-  Frame& frame = frame_.emplace();
+  const ArrivingFrame::Area aligned{
+      area.left - WithinTile(area.left + left_), area.top - WithinTile(area.top + top_),
+      area.right + WithinTile(-(area.right + left_)), area.bottom + WithinTile(-(area.bottom + top_))};
+  ArrivingFrame& frame = frame_.emplace();
   frame.area = area;
   frame.aligned = aligned;
   frame.sequence = record.sequence;
@@ -155,7 +155,7 @@ RCTileDecoder::Result RCTileDecoder::TakePiece(const PieceRecord& record, std::s
 }
 
 void RCTileDecoder::Draw(size_t index, const uint16_t* tile) {
-  const Area& area = frame_->area;
+  const ArrivingFrame::Area& area = frame_->area;
   const auto across = static_cast<size_t>((frame_->aligned.right - frame_->aligned.left) / kTileSide);
   const int32_t left = frame_->aligned.left + static_cast<int32_t>(index % across) * kTileSide;
   const int32_t top = frame_->aligned.top + static_cast<int32_t>(index / across) * kTileSide;

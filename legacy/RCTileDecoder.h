@@ -9,6 +9,26 @@
 #include "legacy/TileReader.h"
 #include "legacy/TileStream.h"
 
+namespace tiles {
+
+// A frame whose pieces are arriving.
+struct ArrivingFrame {
+  // Desktop pixels; right and bottom exclusive.
+  struct Area {
+    int32_t left, top, right, bottom;
+  };
+  Area area;
+  Area aligned;  // widened to whole tiles
+  uint16_t sequence = 0;
+  size_t tileCount = 0;
+  std::optional<uint16_t> fullPieces;
+  size_t pieces = 0;
+  std::vector<uint8_t> stream;
+  TileCheck check;
+};
+
+}  // namespace tiles
+
 // One thread. Trusts no byte. A frame is drawn when all of it has arrived and been checked, so that a broken
 // one leaves the picture as it was; the next frame is taken as ever.
 class RCTileDecoder {
@@ -37,21 +57,6 @@ class RCTileDecoder {
   [[nodiscard]] const std::vector<uint16_t>& Pixels() const { return pixels_; }
 
  private:
-  // Desktop pixels; right and bottom exclusive.
-  struct Area {
-    int32_t left, top, right, bottom;
-  };
-  struct Frame {
-    Area area;
-    Area aligned;
-    uint16_t sequence = 0;
-    size_t tileCount = 0;
-    std::optional<uint16_t> fullPieces;
-    size_t pieces = 0;
-    std::vector<uint8_t> stream;
-    tiles::TileCheck check;
-  };
-
   Result TakeDimensions(const tiles::DimensionsRecord& record);
   Result TakePixelFormat(const tiles::PixelFormatRecord& record);
   Result TakeFrame(const tiles::FrameRecord& record);
@@ -71,5 +76,5 @@ class RCTileDecoder {
   tiles::PixelMasks masks_ = tiles::kPixels555;
   std::vector<uint16_t> pixels_;
   std::optional<uint16_t> sequence_;  // of the last header
-  std::optional<Frame> frame_;        // whose pieces are arriving
+  std::optional<tiles::ArrivingFrame> frame_;
 };
