@@ -88,6 +88,7 @@ void InputWatch::Serve(Connection& connection) {
   keyboard.Start();
   LearnKeyCodes(connection);
   keyboard.Adapt(codes_[kVirtualNumLock]);
+  if (!connection.Finish()) return;
   {
     const Locked locked(lock_);
     state_ = State::kRunning;

@@ -14,7 +14,6 @@ namespace platform::x11 {
 namespace {
 
 constexpr uint8_t kLock = XCB_MOD_MASK_LOCK;
-constexpr uint16_t kPresent = XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS;
 
 // Takes records from the front; what is too short yields zeros and is told by Short().
 class Reader {
@@ -99,6 +98,22 @@ KeyType::Choice ChoiceFor(const KeyType& type, uint8_t modifiers) {
   return {};
 }
 
+// By hand: the library's own function wants the parts in structures, of which there is one for each type.
+void SendTypes(Connection& connection, uint16_t device, const KeyMap& map) {
+  xcb_xkb_set_map_request_t request{};
+  request.deviceSpec = device;
+  request.present = XCB_XKB_MAP_PART_KEY_TYPES;
+  request.minKeyCode = map.minKeyCode;
+  request.maxKeyCode = map.maxKeyCode;
+  request.nTypes = static_cast<uint8_t>(map.types.size());
+  std::vector<uint8_t> bytes;
+  Append(bytes, request);
+  for (const KeyType& type : map.types) AppendType(bytes, type);
+  const xcb_protocol_request_t protocol{1, &xcb_xkb_id, XCB_XKB_SET_MAP, 1};
+  iovec parts[3] = {{}, {}, {bytes.data(), bytes.size()}};  // the library fills the first two
+  xcb_send_request(connection.Get(), 0, parts + 2, &protocol);
+}
+
 }  // namespace
 
 KeyType WithoutLocks(const KeyType& type, uint8_t numLock) {
@@ -118,42 +133,22 @@ KeyType WithoutLocks(const KeyType& type, uint8_t numLock) {
 }
 
 KeyMap ReadKeyMap(Connection& connection, uint16_t device) {
-  const auto reply = connection.Await<xcb_xkb_get_map_reply_t>(
-      xcb_xkb_get_map(connection.Get(), device, kPresent, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));
+  const auto reply = connection.Await<xcb_xkb_get_map_reply_t>(xcb_xkb_get_map(
+      connection.Get(), device, XCB_XKB_MAP_PART_KEY_TYPES, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));
   if (!reply) return {};
   const size_t bytes = 32 + size_t{reply->length} * 4;
   Reader reader({reinterpret_cast<const uint8_t*>(reply.get()), bytes});
   (void)reader.Take<xcb_xkb_get_map_reply_t>();
   KeyMap map{reply->minKeyCode, reply->maxKeyCode};
   for (int type = 0; type < reply->nTypes; ++type) map.types.push_back(ReadType(reader));
-  map.firstKeySym = reply->firstKeySym;
-  map.keySyms = reply->nKeySyms;
-  map.totalSyms = reply->totalSyms;
-  const auto syms = reader.TakeBytes(size_t{reply->nKeySyms} * sizeof(xcb_xkb_key_sym_map_t) +
-                                     size_t{reply->totalSyms} * sizeof(xcb_keysym_t));
-  map.syms.assign(syms.begin(), syms.end());
   return reader.Short() || reply->firstType != 0 ? KeyMap{} : map;
 }
 
 void SendKeyMap(Connection& connection, uint16_t device, const KeyMap& map) {
-  std::vector<uint8_t> bytes;
-  xcb_xkb_set_map_request_t request{};
-  request.deviceSpec = device;
-  request.present = kPresent;
-  request.minKeyCode = map.minKeyCode;
-  request.maxKeyCode = map.maxKeyCode;
-  request.nTypes = static_cast<uint8_t>(map.types.size());
-  request.firstKeySym = map.firstKeySym;
-  request.nKeySyms = map.keySyms;
-  request.totalSyms = map.totalSyms;
-  Append(bytes, request);
-  for (const KeyType& type : map.types) AppendType(bytes, type);
-  bytes.insert(bytes.end(), map.syms.begin(), map.syms.end());
-
-  // By hand: the library's own function wants the parts in structures, of which there is one for each key.
-  const xcb_protocol_request_t protocol{1, &xcb_xkb_id, XCB_XKB_SET_MAP, 1};
-  iovec parts[3] = {{}, {}, {bytes.data(), bytes.size()}};  // the library fills the first two
-  xcb_send_request(connection.Get(), 0, parts + 2, &protocol);
+  KeyMap shorter = map;
+  shorter.minKeyCode = static_cast<uint8_t>(map.minKeyCode + 1);
+  SendTypes(connection, device, shorter);
+  SendTypes(connection, device, map);
 }
 
 uint8_t NumLockModifier(Connection& connection, uint8_t keyCode) {

@@ -35,18 +35,16 @@ struct KeyType {
 // Num Lock, whose modifier is `numLock` (0: none), counts as on.
 [[nodiscard]] KeyType WithoutLocks(const KeyType& type, uint8_t numLock);
 
-// A device's types, and the symbols of its keys as they are on the wire.
+// A device's types.
 struct KeyMap {
   uint8_t minKeyCode = 0, maxKeyCode = 0;
   std::vector<KeyType> types = {};
-  uint8_t firstKeySym = 0, keySyms = 0;
-  uint16_t totalSyms = 0;
-  std::vector<uint8_t> syms = {};
 };
 
 // No types when the server refuses.
 [[nodiscard]] KeyMap ReadKeyMap(Connection& connection, uint16_t device);
-// Symbols are part of it although they are the same, as programs read a keymap anew for those only.
+// Programs on Xlib do not hear of a change of types, but read everything anew when the range of key codes
+// changes; so its lowest code, which no keyboard has, goes and comes back.
 void SendKeyMap(Connection& connection, uint16_t device, const KeyMap& map);
 
 // The modifier that Num Lock switches; 0: none.

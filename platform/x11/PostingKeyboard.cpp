@@ -50,8 +50,7 @@ void PostingKeyboard::Adapt(uint8_t numLockCode) {
 
 // Programs read the keymap of the keyboard whose key arrives, and take from it how a lock counts. Posting the
 // opposite Shift would do for letters only, and would turn Control with C into another shortcut; switching
-// the lock off for the time of a key would show on the keyboard's lamp, and to whoever announces it. It stays
-// so: some programs take a change of types in only when another keyboard is used in between.
+// the lock off for the time of a key would show on the keyboard's lamp, and to whoever announces it.
 void PostingKeyboard::IgnoreLocks(uint8_t numLockCode) {
   KeyMap map = ReadKeyMap(connection_, device_);
   const std::vector<KeyType> before = map.types;

@@ -27,6 +27,10 @@ InputWitness::InputWitness() : display_(XOpenDisplay(nullptr)) {
   XMapWindow(x, window);
   XSync(x, False);
   XSetInputFocus(x, window, RevertToParent, CurrentTime);
+  // Xlib reads the keymap, and hears of other ones, from the first time on that a key is looked up.
+  unsigned used = 0;
+  KeySym symbol = NoSymbol;
+  XkbLookupKeySym(x, 38, 0, &used, &symbol);
   XSync(x, False);
 }
 
