@@ -120,7 +120,7 @@ std::string RCTileDecoder::CheckPiece(const PieceRecord& record, size_t length) 
   if (record.sequence != frame_->sequence) return name + " in frame " + std::to_string(frame_->sequence);
   if (record.index != frame_->pieces)
     return name + " where piece " + std::to_string(frame_->pieces) + " is due";
-  if (frame_->fullPieces.value_or(record.fullPieces) != record.fullPieces)
+  if (frame_->fullPieces && *frame_->fullPieces != record.fullPieces)
     return name + " tells another count of pieces";
   if (record.index > record.fullPieces) return name + " is beyond the last one";
   if (record.index < record.fullPieces ? length != kPieceLength : length == 0 || length >= kPieceLength)
@@ -133,7 +133,7 @@ std::string RCTileDecoder::CheckPiece(const PieceRecord& record, size_t length) 
 RCTileDecoder::Result RCTileDecoder::TakePiece(const PieceRecord& record, std::span<const uint8_t> bytes) {
   std::string error = CheckPiece(record, bytes.size());
   if (error.empty()) {
-    frame_->fullPieces = record.fullPieces;
+    frame_->fullPieces = uint16_t{record.fullPieces};
     ++frame_->pieces;
     frame_->stream.insert(frame_->stream.end(), bytes.begin(), bytes.end());
     error = frame_->check.Continue(frame_->stream);
