@@ -430,10 +430,13 @@ void RCKeyAndMouse::Mouser() {
                  static_cast<long>(error));
       return;  // the next wait would fail, too, and at once
     }
-    const auto location = platform::PointerLocation();
-    const uint64_t now = Injections();
-    if (now != seen) {
-      seen = now;
+    const uint64_t before = Injections();
+    auto location = platform::PointerLocation();
+    if (before != seen || Injections() != before) {
+      // What comes from here on is for the next pass. The server may have answered before it read the posted
+      // event, which lay there already; it has read it by the time of a second question.
+      seen = before;
+      location = platform::PointerLocation();
       timeoutNs = kWatchAfterInjectionNs;
     } else if (location && known && (location->x != known->x || location->y != known->y)) {
       const CGFloat height = CGRectGetHeight(CGDisplayBounds(CGMainDisplayID()));

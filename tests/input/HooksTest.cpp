@@ -85,12 +85,28 @@ TEST_F(HooksTest, LocalMovesAreReportedAndInjectedOnesAreNot) {
   RCDisplayManager::instance().addDisplay(0, 7, CGRectMake(-100, -50, 1000, 500));
   RCKeyAndMouse input;
   Start(input);
+  const auto moveLocally = [](double x, double y) {
+    CGPostMouseEvent({x, y}, true, 2, false, static_cast<boolean_t>(false));
+  };
+  const auto report = [](int x, int y) {
+    return std::string("RCH1\0\0\0\0\0\0\0\0\4\10\0\0", 16) +
+           std::string{static_cast<char>(x), '\0', static_cast<char>(y), '\0'};
+  };
+  // The first move that the watcher sees is one of these; from then on it watches.
+  double place = 0;
+  ASSERT_TRUE(test::WaitFor([&] {
+    if (port.Received().empty()) moveLocally(++place / 100, 0);
+    return !port.Received().empty();
+  }));
+  moveLocally(150, 60);
+  ASSERT_TRUE(test::WaitFor([&] { return port.Received().back() == report(250, 110); }));
+
+  const size_t reported = port.Received().size();
   for (int round = 0; round < 3; ++round) Mouse(input, 1, 400 + round, 300);
-  EXPECT_FALSE(test::WaitFor([&] { return !port.Received().empty(); }, 800ms));
-  CGPostMouseEvent({150, 60}, true, 2, false, static_cast<boolean_t>(false));
-  ASSERT_TRUE(test::WaitFor([&] { return !port.Received().empty(); }));
-  const char expected[] = "RCH1\0\0\0\0\0\0\0\0\4\10\0\0\xFA\0\x6E";  // and a zero
-  EXPECT_EQ(port.Received().at(0), std::string(expected, 20));
+  EXPECT_FALSE(test::WaitFor([&] { return port.Received().size() != reported; }, 800ms));
+  moveLocally(100, 50);
+  EXPECT_TRUE(test::WaitFor([&] { return port.Received().back() == report(200, 100); }));
+  EXPECT_EQ(port.Received().size(), reported + 1);
 }
 
 TEST_F(HooksTest, TheServiceIsToldWhichOfItsLayoutsThereIs) {
