@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "broker/KCBroker.h"
+#include "common/KCasl.h"
 #include "common/StCFTypeRef.h"
 #include "legacy/RCDisplayManager.h"
 #include "legacy/RCTileDecoder.h"
@@ -72,6 +73,7 @@ class TileEncoderTest : public testing::Test {
   TileEncoderTest() {
     setenv("KORVANE_PORTS_DIR", (folder_ / "ports").c_str(), 1);
     setenv("TMPDIR", folder_.Path().c_str(), 1);
+    ASLSetLogFile((folder_ / "log").c_str());
   }
 
   // Up to the end of the next frame.
