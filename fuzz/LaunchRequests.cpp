@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "service/LaunchOrder.h"
+#include "service/dispatch/LaunchOrder.h"
 
 namespace {
 

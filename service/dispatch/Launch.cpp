@@ -1,4 +1,4 @@
-#include "service/Launch.h"
+#include "service/dispatch/Launch.h"
 
 #include <asl.h>
 #include <fcntl.h>
@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "common/KCasl.h"
-#include "service/Replies.h"
+#include "service/dispatch/Replies.h"
 
 namespace service {
 

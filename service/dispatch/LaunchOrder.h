@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "service/ResultCodes.h"
+#include "service/dispatch/ResultCodes.h"
 
 namespace service {
 

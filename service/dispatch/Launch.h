@@ -9,9 +9,9 @@
 
 #include "platform/Handles.h"
 #include "platform/Programs.h"
-#include "service/Endpoint.h"
-#include "service/LaunchOrder.h"
-#include "service/OutputText.h"
+#include "service/dispatch/Endpoint.h"
+#include "service/dispatch/LaunchOrder.h"
+#include "service/dispatch/OutputText.h"
 
 namespace service {
 

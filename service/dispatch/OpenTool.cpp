@@ -1,4 +1,4 @@
-#include "service/OpenTool.h"
+#include "service/dispatch/OpenTool.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <fcntl.h>

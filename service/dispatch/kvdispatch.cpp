@@ -13,12 +13,12 @@
 #include "common/KCasl.h"
 #include "common/LaunchRequest.h"
 #include "common/StCFTypeRef.h"
-#include "service/Console.h"
-#include "service/Dispatcher.h"
-#include "service/Options.h"
-#include "service/SecretFile.h"
-#include "service/Signals.h"
-#include "service/SingleInstance.h"
+#include "service/dispatch/Console.h"
+#include "service/dispatch/Dispatcher.h"
+#include "service/dispatch/Options.h"
+#include "service/dispatch/SecretFile.h"
+#include "service/dispatch/Signals.h"
+#include "service/dispatch/SingleInstance.h"
 
 namespace {
 

@@ -10,11 +10,11 @@
 
 #include "common/ZmqHandles.h"
 #include "platform/Handles.h"
-#include "service/Console.h"
-#include "service/Endpoint.h"
-#include "service/Launch.h"
-#include "service/Options.h"
-#include "service/SecretFile.h"
+#include "service/dispatch/Console.h"
+#include "service/dispatch/Endpoint.h"
+#include "service/dispatch/Launch.h"
+#include "service/dispatch/Options.h"
+#include "service/dispatch/SecretFile.h"
 
 namespace service {
 

@@ -1,5 +1,5 @@
 // What becomes of a program's output on its way to text.
-#include "service/OutputText.h"
+#include "service/dispatch/OutputText.h"
 
 #include <gtest/gtest.h>
 

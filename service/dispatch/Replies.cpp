@@ -1,4 +1,4 @@
-#include "service/Replies.h"
+#include "service/dispatch/Replies.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "service/LaunchOrder.h"
+#include "service/dispatch/LaunchOrder.h"
 
 namespace service {
 

@@ -1,4 +1,4 @@
-#include "service/OutputText.h"
+#include "service/dispatch/OutputText.h"
 
 #include <algorithm>
 

@@ -10,8 +10,8 @@
 #include "common/KCDispatch.h"
 #include "platform/GraphicalSession.h"
 #include "platform/Programs.h"
-#include "service/Options.h"
-#include "service/ResultCodes.h"
+#include "service/dispatch/Options.h"
+#include "service/dispatch/ResultCodes.h"
 
 namespace service {
 

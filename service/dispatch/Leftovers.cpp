@@ -1,4 +1,4 @@
-#include "service/Leftovers.h"
+#include "service/dispatch/Leftovers.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "service/SingleInstance.h"
+#include "service/dispatch/SingleInstance.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

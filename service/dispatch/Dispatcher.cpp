@@ -1,4 +1,4 @@
-#include "service/Dispatcher.h"
+#include "service/dispatch/Dispatcher.h"
 
 #include <asl.h>
 #include <fcntl.h>
@@ -11,10 +11,10 @@
 
 #include "common/KCFolderManager.h"
 #include "common/KCasl.h"
-#include "service/Leftovers.h"
-#include "service/OpenTool.h"
-#include "service/Replies.h"
-#include "service/Signals.h"
+#include "service/dispatch/Leftovers.h"
+#include "service/dispatch/OpenTool.h"
+#include "service/dispatch/Replies.h"
+#include "service/dispatch/Signals.h"
 
 namespace service {
 

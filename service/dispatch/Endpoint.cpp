@@ -1,11 +1,11 @@
-#include "service/Endpoint.h"
+#include "service/dispatch/Endpoint.h"
 
 #include <cerrno>
 #include <string_view>
 #include <utility>
 
 #include "broker/LocalEndpoint.h"
-#include "service/LaunchOrder.h"
+#include "service/dispatch/LaunchOrder.h"
 
 namespace service {
 

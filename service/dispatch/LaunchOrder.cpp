@@ -1,4 +1,4 @@
-#include "service/LaunchOrder.h"
+#include "service/dispatch/LaunchOrder.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 

@@ -1,4 +1,4 @@
-#include "service/Options.h"
+#include "service/dispatch/Options.h"
 
 #include <getopt.h>
 

@@ -1,4 +1,4 @@
-#include "service/SecretFile.h"
+#include "service/dispatch/SecretFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "service/Signals.h"
+#include "service/dispatch/Signals.h"
 
 #include <fcntl.h>
 #include <unistd.h>

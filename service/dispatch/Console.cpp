@@ -1,4 +1,4 @@
-#include "service/Console.h"
+#include "service/dispatch/Console.h"
 
 #include <SystemConfiguration/SystemConfiguration.h>
 #include <unistd.h>
