@@ -133,6 +133,10 @@ std::string DescribeSession();
 // Why the session is over while the process still runs: the display's server has gone away. Empty otherwise.
 std::string SessionLoss();
 
+// Posts the Apple event that asks this application to quit: its handler for that one, if there is any, runs
+// on the main loop.
+void PostQuitEvent();
+
 // Where the pointer is, as AppKit tells it: x as on the desktop, y upwards from the main display's lower
 // edge. Nothing without a window server.
 std::optional<CGPoint> PointerLocation();

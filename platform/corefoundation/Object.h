@@ -29,7 +29,11 @@ enum class Type : CFTypeID {
   kRunLoopSource,
   kRunLoopTimer,
   kMessagePort,
-  kInputSource
+  kMachPort,
+  kInputSource,
+  kEventLoopTimer,
+  kEvent,
+  kEventHandler
 };
 
 // Ends the process: a call that the interface forbids was made. `what` names it.

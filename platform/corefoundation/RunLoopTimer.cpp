@@ -90,12 +90,15 @@ __CFRunLoopTimer::TimePoint __CFRunLoopTimer::NextFire() {
 }
 
 void __CFRunLoopTimer::FireIfDue(TimePoint now) {
+  CFRunLoopTimerContext context;  // the timer gives its own up when another thread invalidates it meanwhile
   {
     const Locked held(lock_);
     if (!valid_ || firing_ || next_ > now) return;
     firing_ = true;
+    context = platform::cf::WithInfoRetained(context_);
   }
-  callback_(this, context_.info);
+  callback_(this, context.info);
+  if (context.retain != nullptr && context.release != nullptr) context.release(context.info);
   if (interval_ == steady_clock::duration::zero()) {
     Invalidate();
     return;

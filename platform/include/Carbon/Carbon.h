@@ -1,6 +1,7 @@
 // Keyboard layouts and QuickDraw's points, as far as the system calls them.
 #pragma once
 #include <ApplicationServices/ApplicationServices.h>
+#include <Carbon/CarbonEvents.h>
 #include <CoreServices/CoreServices.h>
 
 extern "C" {

@@ -16,7 +16,9 @@ using SInt16 = signed short;
 using UInt32 = unsigned int;
 using SInt32 = signed int;
 using UniChar = UInt16;
+using OSErr = SInt16;
 using OSStatus = SInt32;
+using OSType = UInt32;  // four characters
 
 using CFIndex = long;
 using CFTypeID = unsigned long;

@@ -1,14 +1,14 @@
 // Handles, resource forks and packed versions, as far as the system calls them.
 #pragma once
 #include <CoreFoundation/CoreFoundation.h>
+#include <CoreServices/AppleEvents.h>
 
 extern "C" {
 
-using OSErr = SInt16;
 using Ptr = char*;
 using Handle = Ptr*;
 using Size = long;
-using ResType = UInt32;  // four characters
+using ResType = OSType;
 using ResFileRefNum = SInt16;
 
 enum : OSErr {
@@ -17,6 +17,7 @@ enum : OSErr {
   eofErr = -39,
   tmfoErr = -42,
   fnfErr = -43,
+  paramErr = -50,
   memFullErr = -108,
   resNotFound = -192,
   resFNotFound = -193,
