@@ -1,6 +1,8 @@
 #include "broker/RCZmqBroker.h"
 
 #include <asl.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <cstring>
@@ -13,6 +15,7 @@
 #include "common/KCasl.h"
 #include "common/StCFTypeRef.h"
 #include "common/ZmqHandles.h"
+#include "platform/Handles.h"
 #include "platform/LocalSocket.h"
 
 namespace {
@@ -168,10 +171,18 @@ CFDataRef RCZmqBrokerServerBase::process_request(void* socket) {
 
 // A waiting request shares it, so that a stop() on another thread does not close it under the poll.
 struct RCZmqBrokerClientBase::Connection {
-  explicit Connection(void* context) : socket(context, ZMQ_REQ) {}
+  explicit Connection(void* context) : socket(context, ZMQ_REQ) {
+    int ends[2];
+    if (pipe(ends) != 0) return;
+    interrupted.Reset(ends[0]);
+    interrupt.Reset(ends[1]);
+    for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
+  }
 
   ZmqSocket socket;
-  bool awaitsReply = false;  // under the client's lock
+  platform::UniqueFd interrupted;  // what a wait for the reply looks at, too
+  platform::UniqueFd interrupt;    // closed: nobody wants the reply any more. Under the client's lock
+  bool awaitsReply = false;        // under the client's lock
 };
 
 RCZmqBrokerClientBase::RCZmqBrokerClientBase() : context_(zmq_ctx_new()) {}
@@ -183,7 +194,7 @@ RCZmqBrokerClientBase::~RCZmqBrokerClientBase() {
 
 bool RCZmqBrokerClientBase::start(const std::string& endpoint) {
   Locked locked(mutex_);
-  socket_.reset();
+  DropConnectionLocked();
   auto connection = std::make_shared<Connection>(context_);
   ZmqSocket& socket = connection->socket;
   if (socket.Get() == nullptr || !socket.SetOption(ZMQ_LINGER, 0) || !socket.BoundFrames(kMaxFrameBytes) ||
@@ -198,6 +209,11 @@ bool RCZmqBrokerClientBase::start(const std::string& endpoint) {
 
 void RCZmqBrokerClientBase::stop() {
   Locked locked(mutex_);
+  DropConnectionLocked();
+}
+
+void RCZmqBrokerClientBase::DropConnectionLocked() {
+  if (socket_) socket_->interrupt.Reset();
   socket_.reset();
 }
 
@@ -205,7 +221,7 @@ CFDataRef RCZmqBrokerClientBase::transfer_request(int messageId, const unsigned 
   if (bytes == nullptr || length < 1) return nullptr;
   const std::shared_ptr<Connection> connection = SendRequest(messageId, bytes, length);
   if (!connection) return nullptr;
-  const bool ready = ZmqPollIn(connection->socket.Get(), replyTimeoutMs_) == 1;
+  const bool ready = ZmqPollIn(connection->socket.Get(), replyTimeoutMs_, connection->interrupted.Get()) == 1;
   return ReceiveReply(connection, ready);
 }
 
@@ -226,14 +242,13 @@ std::shared_ptr<RCZmqBrokerClientBase::Connection> RCZmqBrokerClientBase::SendRe
 
 CFDataRef RCZmqBrokerClientBase::ReceiveReply(const std::shared_ptr<Connection>& connection, bool ready) {
   Locked locked(mutex_);
-  const bool current = connection == socket_;
+  // A connection made meanwhile has a peer of its own.
+  if (connection != socket_) return nullptr;
   if (!ready) {
     ASLLogger(ASL_LEVEL_INFO, 1, true, "RCZmqBrokerClientBase: Oculon peer apears to be down\n");
-    // A connection made meanwhile has a peer of its own.
-    if (current) peerDown_ = true;
+    peerDown_ = true;
     return nullptr;
   }
-  if (!current) return nullptr;
   ZmqMessage frame;
   if (!frame.Receive(connection->socket.Get(), ZMQ_DONTWAIT)) return nullptr;
   connection->awaitsReply = false;

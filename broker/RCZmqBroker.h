@@ -67,7 +67,7 @@ class RCZmqBrokerServerBase {
 // again.
 //
 // Threads: any. The lock is not held while a reply is awaited: another thread may stop() or start()
-// meanwhile. A second request meanwhile fails at once, as one that cannot be sent.
+// meanwhile, which ends the wait. A second request meanwhile fails at once, as one that cannot be sent.
 class RCZmqBrokerClientBase {
  public:
   RCZmqBrokerClientBase();
@@ -96,6 +96,7 @@ class RCZmqBrokerClientBase {
  private:
   struct Connection;
 
+  void DropConnectionLocked() REQUIRES(mutex_);
   [[nodiscard]] std::shared_ptr<Connection> SendRequest(int messageId, const unsigned char* bytes,
                                                         long& length);
   [[nodiscard]] CFDataRef ReceiveReply(const std::shared_ptr<Connection>& connection, bool ready);

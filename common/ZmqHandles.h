@@ -75,15 +75,17 @@ class ZmqMessage {
   zmq_msg_t message_;
 };
 
-// 1 when a message waits, 0 when the time is over, negative when polling failed. -1 waits without limit.
-inline int ZmqPollIn(void* socket, int timeoutMs) {
+// 1 when a message waits, 0 when the time is over or the other end of the pipe `wake` was closed (-1: no such
+// pipe), negative when polling failed. A time of -1 waits without limit.
+inline int ZmqPollIn(void* socket, int timeoutMs, int wake = -1) {
   using namespace std::chrono;
   const bool limited = timeoutMs >= 0;
   const auto deadline = steady_clock::now() + milliseconds(timeoutMs);
   for (;;) {
-    zmq_pollitem_t item{socket, 0, ZMQ_POLLIN, 0};
-    const int ready = zmq_poll(&item, 1, timeoutMs);
-    if (ready >= 0 || zmq_errno() != EINTR) return ready;
+    zmq_pollitem_t items[] = {{socket, 0, ZMQ_POLLIN, 0}, {nullptr, wake, ZMQ_POLLIN, 0}};
+    const int ready = zmq_poll(items, wake < 0 ? 1 : 2, timeoutMs);
+    if (ready >= 0) return (items[0].revents & ZMQ_POLLIN) != 0 ? 1 : 0;
+    if (zmq_errno() != EINTR) return ready;
     const auto left = duration_cast<milliseconds>(deadline - steady_clock::now()).count();
     if (limited) timeoutMs = static_cast<int>(std::max<int64_t>(left, 0));
   }

@@ -78,6 +78,9 @@ class Cli {
   void Disconnect();
   void Reset() { Disconnect(); }
 
+  // Of the connection, for callers that wait for other things too; -1 without one.
+  [[nodiscard]] int Descriptor() const { return connection_.Get(); }
+
  private:
   [[nodiscard]] bool SendRequest();
 

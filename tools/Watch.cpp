@@ -7,6 +7,7 @@
 namespace tools {
 namespace {
 
+using rcserv::ScreenClient;
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
@@ -47,8 +48,8 @@ std::string WatchCount::TakeLine() {
   return line;
 }
 
-bool Watch(ScreenClient& screen, std::optional<uint32_t> monitor, std::optional<std::chrono::seconds> limit,
-           bool (*interrupted)()) {
+bool Watch(rcserv::ScreenClient& screen, std::optional<uint32_t> monitor,
+           std::optional<std::chrono::seconds> limit, bool (*interrupted)()) {
   const auto begin = Clock::now();
   auto nextLine = begin + 1s;
   WatchCount count;

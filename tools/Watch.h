@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "rcserv/Rect.h"
-#include "tools/ScreenClient.h"
+#include "rcserv/ScreenClient.h"
 
 namespace tools {
 
@@ -29,7 +29,7 @@ class WatchCount {
 
 // Asks `screen` until `limit` has passed (none: without end), or until `interrupted()`. False when the screen
 // was lost. `monitor`: only changes on it count.
-[[nodiscard]] bool Watch(ScreenClient& screen, std::optional<uint32_t> monitor,
+[[nodiscard]] bool Watch(rcserv::ScreenClient& screen, std::optional<uint32_t> monitor,
                          std::optional<std::chrono::seconds> limit, bool (*interrupted)());
 
 }  // namespace tools

@@ -13,17 +13,17 @@
 #include "common/KCasl.h"
 #include "common/StCFTypeRef.h"
 #include "platform/System.h"
+#include "rcserv/ScreenClient.h"
 #include "tools/Options.h"
 #include "tools/PngFile.h"
-#include "tools/ScreenClient.h"
 #include "tools/View.h"
 #include "tools/Watch.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using rcserv::ScreenClient;
 using tools::ExitCode;
-using tools::ScreenClient;
 
 constexpr uint32_t kFirstAnswerTimeoutMs = 1000;
 constexpr int kFirstAnswerTries = 5;

@@ -68,6 +68,7 @@ TEST_F(ZmqBrokerClientTest, WhileAReplyIsAwaitedAnotherThreadMayStartAnewButNotA
   EXPECT_EQ(client_.TransferData(record, 4), 0);
   ASSERT_TRUE(client_.start(Endpoint()));
   EXPECT_EQ(waiting.get(), std::nullopt);
+  EXPECT_EQ(Log().find("apears to be down"), std::string::npos) << "nobody waits for it any more";
   peer_.Send({"late"});
 
   EXPECT_EQ(client_.TransferData(record, 4), 4) << "the old request's time-out is not the new connection's";

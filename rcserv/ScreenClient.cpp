@@ -1,22 +1,22 @@
-#include "tools/ScreenClient.h"
+#include "rcserv/ScreenClient.h"
 
 #include <utility>
 #include <variant>
 
-namespace tools {
+namespace rcserv {
 
-using rcserv::screen_ipc::NewScreen;
-using rcserv::screen_ipc::Update;
+using screen_ipc::NewScreen;
+using screen_ipc::Update;
 
 ScreenClient::Answer ScreenClient::Ask(uint32_t timeoutMs) {
   changes_.clear();
   switch (connection_.MakeRequest(record_, timeoutMs)) {
-    case rcserv::screen_ipc::kDone:
+    case screen_ipc::kDone:
       return std::visit([this](auto&& response) { return Take(std::forward<decltype(response)>(response)); },
                         ParseResponse(record_));
-    case rcserv::screen_ipc::kTimedOut:
+    case screen_ipc::kTimedOut:
       return Answer::kSilent;
-    case rcserv::screen_ipc::kFailed:
+    case screen_ipc::kFailed:
       break;
   }
   return Answer::kLost;
@@ -32,8 +32,8 @@ ScreenClient::Answer ScreenClient::Take(NewScreen screen) {
 
 ScreenClient::Answer ScreenClient::Take(const Update& update) {
   if (!pixels_) return Take(std::monostate());
-  for (const rcserv::Rect& area : update.rects) {
-    const rcserv::Rect shown = InSurface(screen_, area);
+  for (const Rect& area : update.rects) {
+    const Rect shown = InSurface(screen_, area);
     if (!shown.IsEmpty()) changes_.push_back(shown);
   }
   return Answer::kChanges;
@@ -47,9 +47,9 @@ ScreenClient::Answer ScreenClient::Take(std::monostate) {
   return Answer::kLost;
 }
 
-rcserv::Rect ScreenClient::Area() const { return rcserv::MakeXYWH(0, 0, screen_.width, screen_.height); }
+Rect ScreenClient::Area() const { return MakeXYWH(0, 0, screen_.width, screen_.height); }
 
-std::optional<rcserv::Rect> ScreenClient::MonitorArea(uint32_t id) const {
+std::optional<Rect> ScreenClient::MonitorArea(uint32_t id) const {
   const auto found = screen_.monitors.find(id);
   if (found == screen_.monitors.end()) return std::nullopt;
   return Intersect(found->second.rect, Area());
@@ -57,4 +57,4 @@ std::optional<rcserv::Rect> ScreenClient::MonitorArea(uint32_t id) const {
 
 const std::byte* ScreenClient::PixelsAt(int x, int y) const { return pixels_->BitsAt(x, y); }
 
-}  // namespace tools
+}  // namespace rcserv
