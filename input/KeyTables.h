@@ -4,12 +4,12 @@
 
 #include <cstdint>
 
-// Pairs of a viewer's key code and a platform virtual key, ended by a pair of zeros. Of several pairs with
-// the same key code the first one counts.
-extern const uint16_t gMacVirtualKeys[];
-
-// What FindKey() gives for a character without a key.
+// What FindKey() gives for a character without a key; no platform virtual key.
 inline constexpr CGKeyCode kNoKey = 255;
+
+// Pairs of a viewer's key code and a platform virtual key, or kNoKey, ended by a pair of zeros. Of several
+// pairs with the same key code the first one counts.
+extern const uint16_t gMacVirtualKeys[];
 
 // Reads the layout that the session's keyboard has now into the two tables of the process. Without a layout
 // they stay as they were. Any thread: whoever looks a key up meanwhile finds it in the tables from before.

@@ -2,7 +2,7 @@
 //
 // Source: the key codes are the Windows virtual-key codes (winuser.h, VK_...), the keys the platform's
 // virtual key codes (Events.h, kVK_...), which name places on the keyboard. Codes of keys that the platform
-// does not have (browser, mail, next track, F21 to F24) have no pair.
+// does not have (browser, mail, next track, F21 to F24) have no pair, unless it has another key of that code.
 #include "input/KeyTables.h"
 
 // clang-format off
@@ -77,7 +77,17 @@ const uint16_t gMacVirtualKeys[] = {
   0x1C, 104,  // Convert, right of Space: Kana
   0x1D, 102,  // Non-Convert, left of Space: Eisu
   0xF0, 102,  // Alphanumeric: Eisu
+  0xF1, 104,  // Katakana: Kana
   0xF2, 104,  // Hiragana: Kana
+  0xF5, 104,  // Roman characters: Kana, with Alt
+  0xF6, 104,  // no Roman characters: Kana, with Alt
+  0x19, 50,   // Kanji: left of 1
+  0xF3, 50,   // half width: left of 1
+  0xF4, 50,   // full width: left of 1
+
+  // keys that the platform does not have: Junja, Final, Accept, Mode Change, Select, Execute, Sleep
+  0x17, kNoKey,  0x18, kNoKey,  0x1E, kNoKey,  0x1F, kNoKey,
+  0x29, kNoKey,  0x2B, kNoKey,  0x5F, kNoKey,
 
   // function keys; F13 to F15 stand where Print Screen, Scroll Lock and Pause are
   0x70, 122,  0x71, 120,  0x72, 99,   0x73, 118,  0x74, 96,   0x75, 97,   0x76, 98,

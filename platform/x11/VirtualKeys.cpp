@@ -8,7 +8,7 @@ namespace {
 //
 // Where PC keyboards have another key in the same place, it is that one: Clear is Num Lock, Help is Insert,
 // Option is Alt and Command the key with the logo; of a JIS keyboard Eisu is Muhenkan, Kana is
-// Hiragana/Katakana. Without F13 to F15, Print Screen, Scroll Lock and Pause are in their place.
+// Hiragana/Katakana; F13 to F15 are Print Screen, Scroll Lock and Pause, which every keyboard has.
 constexpr VirtualKey kVirtualKeys[] = {
     // clang-format off
     {0, {"AC01"}}, {1, {"AC02"}}, {2, {"AC03"}}, {3, {"AC04"}}, {4, {"AC06"}}, {5, {"AC05"}},  // A S D F H G
@@ -40,9 +40,9 @@ constexpr VirtualKey kVirtualKeys[] = {
     {102, {"MUHE", "HJCV"}},
     {103, {"FK11"}},
     {104, {"HKTG", "HNGL"}},
-    {105, {"FK13", "PRSC"}}, {106, {"FK16"}}, {107, {"FK14", "SCLK"}}, {109, {"FK10"}},
+    {105, {"PRSC", "FK13"}}, {106, {"FK16"}}, {107, {"SCLK", "FK14"}}, {109, {"FK10"}},
     {110, {"COMP", "MENU"}},
-    {111, {"FK12"}}, {113, {"FK15", "PAUS"}},
+    {111, {"FK12"}}, {113, {"PAUS", "FK15"}},
     {114, {"INS", "HELP"}}, {115, {"HOME"}}, {116, {"PGUP"}}, {117, {"DELE"}},
     {118, {"FK04"}}, {119, {"END"}}, {120, {"FK02"}}, {121, {"PGDN"}}, {122, {"FK01"}},
     {123, {"LEFT"}}, {124, {"RGHT"}}, {125, {"DOWN"}}, {126, {"UP"}},

@@ -91,8 +91,8 @@ TEST(EventsTest, EveryKeyOfAKeyboardArrives) {
       "BackSpace Super_R Super_L Shift_L Alt_L Control_L Shift_R Alt_R Control_R XF86Launch8 KP_Decimal "
       "KP_Multiply KP_Add Num_Lock XF86AudioRaiseVolume XF86AudioLowerVolume XF86AudioMute KP_Divide "
       "KP_Enter KP_Subtract XF86Launch9  KP_Equal KP_0 KP_1 KP_2 KP_3 KP_4 KP_5 KP_6 KP_7 "
-      "XF86AudioMicMute KP_8 KP_9    F5 F6 F7 F3 F8 F9 Muhenkan F11 Hiragana_Katakana XF86Tools "
-      "XF86Launch7 XF86Launch5 F10 Menu F12 XF86Launch6 Insert Home Prior Delete F4 End F2 Next F1 Left "
+      "XF86AudioMicMute KP_8 KP_9    F5 F6 F7 F3 F8 F9 Muhenkan F11 Hiragana_Katakana Print "
+      "XF86Launch7 Scroll_Lock F10 Menu F12 Pause Insert Home Prior Delete F4 End F2 Next F1 Left "
       "Right Down Up Escape ");
   EXPECT_THAT(missing, ElementsAre(52, 53, 63, 66, 68, 70, 77, 108, 112, 127, 128, 129));
 }
