@@ -64,7 +64,7 @@ const char* Reason(CGError error) {
     case kCGErrorNotImplemented:
       return "the window server does not know how";
     case kCGErrorCannotComplete:
-      return "the window server cannot do it now, or has gone";
+      return "another program prevents it, or the window server has gone";
     default:
       return "the window server refuses it";
   }
@@ -75,32 +75,32 @@ void LogRefusal(const char* what, CGError error) {
   ASLLogger(ASL_LEVEL_INFO, 1, true, "RCKeyAndMouse: %s: %s\n", what, Reason(error));
 }
 
-// The screen gets from one fraction of black to another. False when it did not.
-bool Fade(CGDisplayBlendFraction from, CGDisplayBlendFraction to) {
+// The screen gets from one fraction of black to another.
+void Fade(CGDisplayBlendFraction from, CGDisplayBlendFraction to) {
   CGDisplayFadeReservationToken token = kCGDisplayFadeReservationInvalidToken;
   CGError error = CGAcquireDisplayFadeReservation(kReservationSeconds, &token);
   if (error != kCGErrorSuccess) {
     ASLLogger(ASL_LEVEL_INFO, 1, true, "CGAcquireDisplayFadeReservation(): err=%d\n", error);
-    LogRefusal("the screen does not fade", error);
-    return false;
+    return;
   }
-  const CGError faded = CGDisplayFade(token, kFadeSeconds, from, to, 0, 0, 0, 1);
-  if (faded != kCGErrorSuccess) ASLLogger(ASL_LEVEL_INFO, 1, true, "CGDisplayFade(): err=%d\n", faded);
+  error = CGDisplayFade(token, kFadeSeconds, from, to, 0, 0, 0, 1);
+  if (error != kCGErrorSuccess) ASLLogger(ASL_LEVEL_INFO, 1, true, "CGDisplayFade(): err=%d\n", error);
   error = CGReleaseDisplayFadeReservation(token);
   if (error != kCGErrorSuccess)
     ASLLogger(ASL_LEVEL_INFO, 1, true, "CGReleaseDisplayFadeReservation(): err=%d\n", error);
-  return faded == kCGErrorSuccess;
 }
 
 void DarkenDisplays() {
   std::array<CGDirectDisplayID, kMaxDisplays> displays{};
   uint32_t count = 0;
   CGGetActiveDisplayList(kMaxDisplays, displays.data(), &count);
+  CGError refusal = kCGErrorSuccess;
   for (uint32_t i = 0; i < count; ++i) {
     // Ramps from 0 to 0.
     const CGError error = CGSetDisplayTransferByFormula(displays[i], 0, 0, 1, 0, 0, 1, 0, 0, 1);
-    if (error != kCGErrorSuccess) LogRefusal("a display is not blank", error);
+    if (error != kCGErrorSuccess) refusal = error;
   }
+  if (refusal != kCGErrorSuccess) LogRefusal("the local screen is not blank", refusal);
 }
 
 }  // namespace
