@@ -1,9 +1,15 @@
-// How displays are driven: all alike, as there is one root.
+// How displays are driven. Their pixels are all alike, as there is one root.
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreGraphics/CGDirectDisplay.h>
 
+#include <algorithm>
+#include <vector>
+
+#include "platform/ThreadSafety.h"
+#include "platform/corefoundation/Owned.h"
 #include "platform/x11/CallScope.h"
 #include "platform/x11/Connection.h"
+#include "platform/x11/Controllers.h"
 #include "platform/x11/Displays.h"
 #include "platform/x11/RootFormat.h"
 
@@ -14,6 +20,8 @@ struct CGDisplayMode {
 namespace {
 
 using namespace platform::x11;
+using platform::cf::Owned;
+using DictionaryPtr = Owned<__CFDictionary>;
 
 CFStringRef EncodingOf(pixman_format_code_t pixels) {
   switch (pixels) {
@@ -34,7 +42,74 @@ CFStringRef EncodingOf(pixman_format_code_t pixels) {
   }
 }
 
+// Every description that there ever was, each once: whoever has one may use it as long as the process lives.
+class Descriptions {
+ public:
+  static Descriptions& Instance() {
+    static Descriptions* const instance = new Descriptions;
+    return *instance;
+  }
+
+  [[nodiscard]] CFDictionaryRef Keep(DictionaryPtr description) EXCLUDES(lock_) {
+    const Locked locked(lock_);
+    const auto same = std::find_if(kept_.begin(), kept_.end(), [&description](const auto& kept) {
+      return CFEqual(kept.get(), description.get()) != 0;
+    });
+    return same != kept_.end() ? same->get() : kept_.emplace_back(std::move(description)).get();
+  }
+
+ private:
+  Lock lock_;
+  std::vector<DictionaryPtr> kept_ GUARDED_BY(lock_);
+};
+
+// A monitor that is a part of what a controller shows, or more, has no mode of its own.
+Controller ControllerOf(Connection& connection, const DisplayInfo& display) {
+  for (const Controller& controller : ReadControllers(connection)) {
+    if (controller.area == display.bounds) return controller;
+  }
+  return {};
+}
+
+void SetNumber(const DictionaryPtr& description, CFStringRef key, CFNumberType type, const void* value) {
+  const Owned<const __CFNumber> number(CFNumberCreate(kCFAllocatorDefault, type, value));
+  CFDictionarySetValue(description.get(), key, number.get());
+}
+
+DictionaryPtr Describe(Connection& connection, const DisplayInfo& display) {
+  const Controller controller = ControllerOf(connection, display);
+  const struct {
+    CFStringRef key;
+    long value;
+  } entries[] = {{kCGDisplayWidth, display.bounds.Width()},
+                 {kCGDisplayHeight, display.bounds.Height()},
+                 {kCGDisplayBitsPerPixel, static_cast<long>(RootBitsPerPixel(connection))},
+                 {kCGDisplayMode, static_cast<long>(controller.mode)}};
+  DictionaryPtr description(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                      &kCFTypeDictionaryValueCallBacks));
+  for (const auto& [key, value] : entries) SetNumber(description, key, kCFNumberLongType, &value);
+  SetNumber(description, kCGDisplayRefreshRate, kCFNumberDoubleType, &controller.refreshRate);
+  return description;
+}
+
 }  // namespace
+
+extern "C" {
+const CFStringRef kCGDisplayWidth = CFSTR("Width");
+const CFStringRef kCGDisplayHeight = CFSTR("Height");
+const CFStringRef kCGDisplayBitsPerPixel = CFSTR("BitsPerPixel");
+const CFStringRef kCGDisplayRefreshRate = CFSTR("RefreshRate");
+const CFStringRef kCGDisplayMode = CFSTR("Mode");
+}
+
+CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display) {
+  const CallScope scope;
+  const auto displays = Displays::Instance().Now();
+  Connection* const connection = Connection::Current();
+  const DisplayInfo* const info = displays ? Find(*displays, display) : nullptr;
+  if (info == nullptr || connection == nullptr) return nullptr;
+  return Descriptions::Instance().Keep(Describe(*connection, *info));
+}
 
 size_t CGDisplayPixelsWide(CGDirectDisplayID display) {
   return static_cast<size_t>(CGRectGetWidth(CGDisplayBounds(display)));

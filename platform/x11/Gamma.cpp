@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "platform/x11/Connection.h"
+#include "platform/x11/Controllers.h"
 #include "platform/x11/PixelRect.h"
 #include "platform/x11/RootProperty.h"
 
@@ -52,29 +53,6 @@ std::vector<uint32_t> Serialize(const std::vector<GammaRamp>& ramps) {
     }
   }
   return values;
-}
-
-struct Controller {
-  uint32_t id;
-  PixelRect area;
-};
-
-// Those that show something.
-std::vector<Controller> ReadControllers(Connection& connection) {
-  std::vector<Controller> controllers;
-  if (connection.Extension(xcb_randr_id) == nullptr) return controllers;
-  xcb_connection_t* const x = connection.Get();
-  const auto resources = connection.Await<xcb_randr_get_screen_resources_current_reply_t>(
-      xcb_randr_get_screen_resources_current(x, connection.Root()));
-  if (!resources) return controllers;
-  const xcb_randr_crtc_t* const ids = xcb_randr_get_screen_resources_current_crtcs(resources.get());
-  for (int i = 0; i < resources->num_crtcs; ++i) {
-    const auto info = connection.Await<xcb_randr_get_crtc_info_reply_t>(
-        xcb_randr_get_crtc_info(x, ids[i], resources->config_timestamp));
-    if (info && info->mode != XCB_NONE)
-      controllers.push_back({ids[i], {info->x, info->y, info->x + info->width, info->y + info->height}});
-  }
-  return controllers;
 }
 
 // Nothing for a controller without a ramp.

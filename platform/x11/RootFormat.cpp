@@ -79,4 +79,10 @@ std::optional<RootFormat> ReadRootFormat(const Connection& connection) {
   return std::nullopt;
 }
 
+size_t RootBitsPerPixel(const Connection& connection) {
+  const xcb_format_t* const format =
+      PixmapFormat(*xcb_get_setup(connection.Get()), connection.Screen().root_depth);
+  return format == nullptr ? 0 : format->bits_per_pixel;
+}
+
 }  // namespace platform::x11

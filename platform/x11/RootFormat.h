@@ -23,4 +23,7 @@ struct RootFormat {
 // answer of the process is logged.
 [[nodiscard]] std::optional<RootFormat> ReadRootFormat(const Connection& connection);
 
+// Of any layout.
+[[nodiscard]] size_t RootBitsPerPixel(const Connection& connection);
+
 }  // namespace platform::x11

@@ -50,6 +50,7 @@ using CFRunLoopRef = struct __CFRunLoop*;
 using CFRunLoopSourceRef = struct __CFRunLoopSource*;
 using CFRunLoopTimerRef = struct __CFRunLoopTimer*;
 using CFMessagePortRef = struct __CFMessagePort*;
+using CFMachPortRef = struct __CFMachPort*;
 
 struct CFRange {
   CFIndex location;

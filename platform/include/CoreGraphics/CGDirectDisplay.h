@@ -35,7 +35,17 @@ uint32_t CGDisplayUnitNumber(CGDirectDisplayID display);
 size_t CGDisplayPixelsWide(CGDirectDisplayID display);
 size_t CGDisplayPixelsHigh(CGDirectDisplayID display);
 
-// How the display is driven now; null for an unknown one. The caller releases (null is allowed).
+// How the display is driven now: numbers under these keys. Null for an unknown display. Borrowed, and never
+// freed. The mode's own number, which the server gives, and its refresh rate in Hz are 0 when the server does
+// not tell.
+extern const CFStringRef kCGDisplayWidth;   // in pixels
+extern const CFStringRef kCGDisplayHeight;  // in pixels
+extern const CFStringRef kCGDisplayBitsPerPixel;
+extern const CFStringRef kCGDisplayRefreshRate;
+extern const CFStringRef kCGDisplayMode;
+CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display);
+
+// The same for its pixels; null for an unknown one. The caller releases (null is allowed).
 using CGDisplayModeRef = struct CGDisplayMode*;
 CGDisplayModeRef CGDisplayCopyDisplayMode(CGDirectDisplayID display);
 void CGDisplayModeRelease(CGDisplayModeRef mode);

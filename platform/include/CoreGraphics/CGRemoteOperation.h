@@ -1,11 +1,15 @@
 // What was redrawn on the screen; events posted into the session; local input held back.
 #pragma once
+#include <CoreFoundation/CFBase.h>
 #include <CoreGraphics/CGError.h>
 #include <CoreGraphics/CGGeometry.h>
 
 #include <cstdint>
 
 extern "C" {
+
+// Stands for the window server while it answers; null when there is none. Borrowed.
+CFMachPortRef CGWindowServerCFMachPort();
 
 // `rects` are global coordinates, borrowed for the call. Runs on the window server's thread.
 using CGScreenRefreshCallback = void (*)(uint32_t count, const CGRect* rects, void* userInfo);

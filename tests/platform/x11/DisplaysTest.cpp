@@ -1,4 +1,5 @@
 // The displays of real servers: which there are, where they lie and what they are called.
+#include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
 
 #include "tests/platform/x11/Pictures.h"
@@ -52,6 +53,45 @@ TEST(DisplaysTest, AServerWithoutMonitorsIsOneDisplay) {
   const test::XServer server({.width = 800, .height = 600, .extra = {"-extension", "RANDR"}});
   ASSERT_EQ(ActiveDisplays(), std::vector<CGDirectDisplayID>{CGMainDisplayID()});
   ExpectBounds(CGMainDisplayID(), CGRectMake(0, 0, 800, 600));
+}
+
+double ModeNumber(CFDictionaryRef mode, CFStringRef key) {
+  double value = -1;
+  const auto* const number = static_cast<CFNumberRef>(CFDictionaryGetValue(mode, key));
+  EXPECT_TRUE(number != nullptr && CFNumberGetValue(number, kCFNumberDoubleType, &value) != 0);
+  return value;
+}
+
+class DisplayDepthTest : public testing::TestWithParam<int> {};
+
+TEST_P(DisplayDepthTest, TheCurrentModeTellsTheBitsOfAPixelInMemory) {
+  const test::XServer server({.width = 640, .height = 480, .depth = GetParam()});
+  const CFDictionaryRef mode = CGDisplayCurrentMode(CGMainDisplayID());
+  ASSERT_NE(mode, nullptr);
+  EXPECT_EQ(ModeNumber(mode, kCGDisplayBitsPerPixel), GetParam() > 16 ? 32 : GetParam());
+  EXPECT_EQ(CGDisplayCurrentMode(999), nullptr);
+}
+INSTANTIATE_TEST_SUITE_P(Depths, DisplayDepthTest, testing::Values(8, 16, 24, 30));
+
+TEST(DisplaysTest, AModeThatChangesIsAnotherOneAndTheOldDescriptionLasts) {
+  test::XServer server({.width = 1600, .height = 1000});
+  const CFDictionaryRef first = CGDisplayCurrentMode(CGMainDisplayID());
+  ASSERT_EQ(server.Run({"xrandr", "--newmode", "small", "74.5", "1400", "1401", "1402", "1403", "900", "901",
+                        "902", "903"}),
+            0);
+  ASSERT_EQ(server.Run({"xrandr", "--addmode", "screen", "small"}), 0);
+  ASSERT_EQ(server.Run({"xrandr", "--output", "screen", "--mode", "small"}), 0);
+  const CFDictionaryRef second = CGDisplayCurrentMode(CGMainDisplayID());
+  EXPECT_EQ(ModeNumber(second, kCGDisplayWidth), 1400);
+  EXPECT_EQ(ModeNumber(second, kCGDisplayHeight), 900);
+  EXPECT_NEAR(ModeNumber(second, kCGDisplayRefreshRate), 74.5e6 / (1403 * 903), 0.1);
+  EXPECT_NE(ModeNumber(second, kCGDisplayMode), ModeNumber(first, kCGDisplayMode));
+  EXPECT_EQ(ModeNumber(first, kCGDisplayWidth), 1600);
+  EXPECT_EQ(CGDisplayCurrentMode(CGMainDisplayID()), second) << "not a further one at every call";
+
+  server.SetMonitors({{"half", 0, 0, 700, 900}});
+  EXPECT_EQ(ModeNumber(CGDisplayCurrentMode(CGMainDisplayID()), kCGDisplayMode), 0)
+      << "it has none of its own";
 }
 
 }  // namespace

@@ -48,6 +48,7 @@ TEST(SessionTest, TheLossOfTheServerIsSaidAndFailsEveryCall) {
   test::XServer server;
   const CGDirectDisplayID display = CGMainDisplayID();
   ASSERT_TRUE(test::Capture(display, 0, 0, 10, 10));
+  ASSERT_NE(CGWindowServerCFMachPort(), nullptr);
   ASSERT_EQ(CGRegisterScreenRefreshCallback(OnRefresh, nullptr), kCGErrorSuccess);
   testing::internal::CaptureStderr();
   server.Kill();
@@ -55,6 +56,7 @@ TEST(SessionTest, TheLossOfTheServerIsSaidAndFailsEveryCall) {
   uint32_t count = 0;
   EXPECT_TRUE(
       test::WaitFor([&] { return CGGetActiveDisplayList(4, nullptr, &count) == kCGErrorCannotComplete; }));
+  EXPECT_EQ(CGWindowServerCFMachPort(), nullptr);
   EXPECT_FALSE(test::Capture(display, 0, 0, 10, 10));
   const auto another = reinterpret_cast<void*>(1);
   EXPECT_EQ(CGRegisterScreenRefreshCallback(OnRefresh, another), kCGErrorCannotComplete);
