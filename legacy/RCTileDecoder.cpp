@@ -95,15 +95,16 @@ RCTileDecoder::Result RCTileDecoder::TakeFrame(const FrameRecord& record) {
     if (!inside) return Refuse(Text("a rectangle outside the desktop in frame ", record.sequence));
     Begin(record);
   }
-  return error.empty() ? Result::kMoreToCome : Refuse(error);
+  if (!error.empty()) return Refuse(error);
+  return empty ? Result::kNoPixels : Result::kMoreToCome;
 }
 
 void RCTileDecoder::Begin(const FrameRecord& record) {
-  const ArrivingFrame::Area area{record.left, record.top, record.right + 1, record.bottom + 1};
+  const Area area{record.left, record.top, record.right + 1, record.bottom + 1};
   // The grid lies at multiples of 16 of the global coordinates.
-  const ArrivingFrame::Area aligned{
-      area.left - WithinTile(area.left + left_), area.top - WithinTile(area.top + top_),
-      area.right + WithinTile(-(area.right + left_)), area.bottom + WithinTile(-(area.bottom + top_))};
+  const Area aligned{area.left - WithinTile(area.left + left_), area.top - WithinTile(area.top + top_),
+                     area.right + WithinTile(-(area.right + left_)),
+                     area.bottom + WithinTile(-(area.bottom + top_))};
   ArrivingFrame& frame = frame_.emplace();
   frame.area = area;
   frame.aligned = aligned;
@@ -150,12 +151,13 @@ RCTileDecoder::Result RCTileDecoder::TakePiece(const PieceRecord& record, std::s
   }
   if (!frame_->check.Complete()) return Result::kMoreToCome;
   ReadTiles(frame_->stream, [this](size_t index, const uint16_t* tile) { Draw(index, tile); });
+  drawn_ = frame_->area;
   frame_.reset();
   return Result::kPicture;
 }
 
 void RCTileDecoder::Draw(size_t index, const uint16_t* tile) {
-  const ArrivingFrame::Area& area = frame_->area;
+  const Area& area = frame_->area;
   const auto across = static_cast<size_t>((frame_->aligned.right - frame_->aligned.left) / kTileSide);
   const int32_t left = frame_->aligned.left + static_cast<int32_t>(index % across) * kTileSide;
   const int32_t top = frame_->aligned.top + static_cast<int32_t>(index / across) * kTileSide;

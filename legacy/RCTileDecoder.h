@@ -11,12 +11,13 @@
 
 namespace tiles {
 
+// Desktop pixels; right and bottom exclusive.
+struct Area {
+  int32_t left = 0, top = 0, right = 0, bottom = 0;
+};
+
 // A frame whose pieces are arriving.
 struct ArrivingFrame {
-  // Desktop pixels; right and bottom exclusive.
-  struct Area {
-    int32_t left, top, right, bottom;
-  };
   Area area;
   Area aligned;  // widened to whole tiles
   uint16_t sequence = 0;
@@ -34,9 +35,10 @@ struct ArrivingFrame {
 class RCTileDecoder {
  public:
   enum class Result {
-    kMoreToCome,  // a frame has begun or goes on; or one without pixels came
+    kMoreToCome,  // a frame has begun or goes on
     kDesktop,     // size or pixel format of the desktop was told
-    kPicture,     // a frame has been drawn
+    kPicture,     // a frame has been drawn: Drawn() says where
+    kNoPixels,    // a frame that shows nothing: the observer lives
     kRefused      // Error() says why
   };
 
@@ -53,6 +55,8 @@ class RCTileDecoder {
   [[nodiscard]] int Width() const { return width_; }
   [[nodiscard]] int Height() const { return height_; }
   [[nodiscard]] const tiles::PixelMasks& Masks() const { return masks_; }
+  // Of the last frame that was drawn.
+  [[nodiscard]] const tiles::Area& Drawn() const { return drawn_; }
   // Host order, rows from the top; black where nothing was drawn yet.
   [[nodiscard]] const std::vector<uint16_t>& Pixels() const { return pixels_; }
 
@@ -75,6 +79,7 @@ class RCTileDecoder {
   int height_ = 0;
   tiles::PixelMasks masks_ = tiles::kPixels555;
   std::vector<uint16_t> pixels_;
+  tiles::Area drawn_;
   std::optional<uint16_t> sequence_;  // of the last header
   std::optional<tiles::ArrivingFrame> frame_;
 };

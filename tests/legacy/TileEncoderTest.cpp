@@ -144,7 +144,7 @@ TEST_F(TileEncoderTest, TwoDisplaysBecomeTheDesktopsPicture) {
   const Bytes empty = service_->Next();
   EXPECT_EQ(empty, (Bytes{7, 21, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9, 0}))
       << "the ninth frame";
-  EXPECT_EQ(decoder_.Take(empty), RCTileDecoder::Result::kMoreToCome);
+  EXPECT_EQ(decoder_.Take(empty), RCTileDecoder::Result::kNoPixels);
 
   // What a test pattern has hidden comes back.
   encoder.SendTestPatternFrame(CGRectMake(10, 10, 200, 100));
