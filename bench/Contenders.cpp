@@ -58,7 +58,8 @@ SmallestLoopProcess::~SmallestLoopProcess() {
 ObservedDesktop::ObservedDesktop() : process_(KVOBSERVE_BUNDLE) {
   process_.Start();
   if (!process_.WaitUntilListening()) GiveUp("the observer does not listen");
-  if (!view_.emplace().Start("ipc://" + process_.EndpointPath())) GiveUp("the observer starts no view");
+  if (!view_.emplace().Start("ipc://" + process_.EndpointPath(), CMD_VIEW_START_HTML5))
+    GiveUp("the observer starts no view");
   Connect();
 }
 

@@ -9,6 +9,7 @@ struct Options {
   std::string pngFile;  // empty: no picture
   bool watch = false;
   std::optional<int> watchSeconds;  // none: until interrupted
+  bool legacy = false;              // the tile stream instead of the shared screen
   bool startView = true;
   std::optional<unsigned> monitor;  // none: the whole desktop
   int waitSeconds = 0;              // for an observer to answer
@@ -20,6 +21,7 @@ enum class ExitCode : int {
   kNoObserver = 2,
   kNoScreen = 3,
   kNotWritten = 4,
+  kPortTaken = 5,
 };
 
 // What `kvscreen --help` prints.

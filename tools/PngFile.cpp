@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <bit>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -64,10 +65,15 @@ class FileInTheMaking {
   std::unique_ptr<std::FILE, FileCloser> file_;
 };
 
-// Five bits to eight, so that 31 becomes 255.
-constexpr std::uint8_t Widen(unsigned five) { return static_cast<std::uint8_t>(five << 3 | five >> 2); }
+// A colour's bits as eight, so that the brightest becomes 255.
+std::uint8_t Widen(std::uint16_t pixel, std::uint32_t mask) {
+  const int bits = std::popcount(mask);
+  const unsigned value = (pixel & mask) >> std::countr_zero(mask);
+  return static_cast<std::uint8_t>(value << (8 - bits) | value >> (2 * bits - 8));
+}
 
-std::vector<std::uint8_t> ToRgb(const std::byte* pixels, int width, int height, std::ptrdiff_t strideBytes) {
+std::vector<std::uint8_t> ToRgb(const std::byte* pixels, int width, int height, std::ptrdiff_t strideBytes,
+                                const tiles::PixelMasks& masks) {
   std::vector<std::uint8_t> rgb;
   rgb.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3);
   for (int y = 0; y < height; ++y) {
@@ -75,9 +81,7 @@ std::vector<std::uint8_t> ToRgb(const std::byte* pixels, int width, int height, 
     for (int x = 0; x < width; ++x) {
       std::uint16_t pixel = 0;
       std::memcpy(&pixel, row + std::ptrdiff_t{x} * 2, sizeof pixel);
-      rgb.push_back(Widen(pixel >> 10 & 31U));
-      rgb.push_back(Widen(pixel >> 5 & 31U));
-      rgb.push_back(Widen(pixel & 31U));
+      for (const std::uint32_t mask : {masks.red, masks.green, masks.blue}) rgb.push_back(Widen(pixel, mask));
     }
   }
   return rgb;
@@ -86,7 +90,7 @@ std::vector<std::uint8_t> ToRgb(const std::byte* pixels, int width, int height, 
 }  // namespace
 
 std::string WritePng(const std::string& file, const std::byte* pixels, int width, int height,
-                     std::ptrdiff_t strideBytes) {
+                     std::ptrdiff_t strideBytes, const tiles::PixelMasks& masks) {
   FileInTheMaking making(file);
   if (making.Stream() == nullptr) return std::strerror(errno);
 
@@ -95,7 +99,7 @@ std::string WritePng(const std::string& file, const std::byte* pixels, int width
   picture.width = static_cast<png_uint_32>(width);
   picture.height = static_cast<png_uint_32>(height);
   picture.format = PNG_FORMAT_RGB;
-  const std::vector<std::uint8_t> rgb = ToRgb(pixels, width, height, strideBytes);
+  const std::vector<std::uint8_t> rgb = ToRgb(pixels, width, height, strideBytes, masks);
   if (png_image_write_to_stdio(&picture, making.Stream(), 0, rgb.data(), 0, nullptr) == 0)
     return picture.message;
   return making.TakeName() ? std::string() : std::strerror(errno);

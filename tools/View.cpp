@@ -3,7 +3,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "broker/Commands.h"
+#include <utility>
+
 #include "platform/Handles.h"
 #include "platform/System.h"
 
@@ -23,17 +24,18 @@ bool View::ObserverListens(const std::string& endpoint) {
   return connect(probe.Get(), reinterpret_cast<const sockaddr*>(&address), length) == 0;
 }
 
-bool View::Start(const std::string& endpoint) {
+bool View::Start(const std::string& endpoint, CommandCode start) {
   if (!commands_.start(endpoint)) return false;
-  const unsigned char record[kViewStartBytes] = {CMD_VIEW_START_HTML5};
+  const unsigned char record[kViewStartBytes] = {start};
   commands_.TransferData(record, kViewStartBytes);
   endpoint_ = endpoint;
   return true;
 }
 
-View::~View() {
+void View::End() {
+  const std::string endpoint = std::exchange(endpoint_, {});
   // An observer that is gone has no view, and nobody to wait for.
-  if (endpoint_.empty() || !ObserverListens(endpoint_)) return;
+  if (endpoint.empty() || !ObserverListens(endpoint)) return;
   const unsigned char record[sizeof(ViewEndRecord)] = {CMD_VIEW_END};
   commands_.TransferData(record, sizeof record);
 }

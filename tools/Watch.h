@@ -8,6 +8,8 @@
 
 #include "rcserv/Rect.h"
 #include "rcserv/ScreenClient.h"
+#include "tools/ChangeCount.h"
+#include "tools/TileClient.h"
 
 namespace tools {
 
@@ -21,9 +23,7 @@ class WatchCount {
   [[nodiscard]] std::string TakeLine();
 
  private:
-  int updates_ = 0;
-  int rectangles_ = 0;
-  double pixels_ = 0;
+  ChangeCount changes_;
   std::vector<std::chrono::microseconds> latencies_;
 };
 
@@ -31,5 +31,9 @@ class WatchCount {
 // was lost. `monitor`: only changes on it count.
 [[nodiscard]] bool Watch(rcserv::ScreenClient& screen, std::optional<uint32_t> monitor,
                          std::optional<std::chrono::seconds> limit, bool (*interrupted)());
+
+// The same with a tile stream, which an observer that lives sends without being asked. False when it is
+// refused or nothing has come for 10 s.
+[[nodiscard]] bool Watch(TileClient& tiles, std::optional<std::chrono::seconds> limit, bool (*interrupted)());
 
 }  // namespace tools

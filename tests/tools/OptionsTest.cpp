@@ -27,6 +27,7 @@ TEST(OptionsTest, EveryOptionIsRead) {
   EXPECT_FALSE(options->startView);
   EXPECT_EQ(options->monitor, 2U);
   EXPECT_EQ(options->waitSeconds, 7);
+  EXPECT_TRUE(Parse({"--watch", "--legacy"})->legacy);
   EXPECT_FALSE(Parse({"--watch", "--no-start"})->watchSeconds) << "needs no number";
 }
 
@@ -38,6 +39,8 @@ TEST(OptionsTest, WhatMakesNoSenseIsRefused) {
                                                        {"--watch", "5s"},
                                                        {"--watch", "--monitor", "left"},
                                                        {"--watch", "--wait", "-1"},
+                                                       {"--watch", "--legacy", "--no-start"},
+                                                       {"--legacy", "--watch", "--monitor", "0"},
                                                        {"--png", "a", "b"},
                                                        {"--unknown"}};
   for (const auto& row : cases) EXPECT_FALSE(Parse(row)) << testing::PrintToString(row);

@@ -26,7 +26,7 @@ TEST(PngFileTest, EveryPixelComesBackFromAPaddedScreen) {
   const test::TemporaryFolder folder;
   std::ofstream(folder / "a.png") << "what a link leads to is replaced, not the link";
   std::filesystem::create_symlink("a.png", folder / "link");
-  ASSERT_EQ(tools::WritePng(folder / "link", screen.data(), kWidth, kHeight, kStride), "");
+  ASSERT_EQ(tools::WritePng(folder / "link", screen.data(), kWidth, kHeight, kStride, tiles::kPixels555), "");
   const test::Picture picture = test::ReadPng(folder / "a.png");
   EXPECT_EQ(picture.width, kWidth);
   EXPECT_EQ(picture.height, kHeight);
@@ -38,7 +38,7 @@ TEST(PngFileTest, APictureThatCannotBeWrittenLeavesWhatWasThere) {
   const std::byte pixel[2]{};
   // A folder cannot be replaced by a file: the last step fails.
   std::filesystem::create_directories(folder / "taken/inner");
-  EXPECT_NE(tools::WritePng(folder / "taken", pixel, 1, 1, 2), "");
+  EXPECT_NE(tools::WritePng(folder / "taken", pixel, 1, 1, 2, tiles::kPixels555), "");
   EXPECT_TRUE(std::filesystem::exists(folder / "taken/inner"));
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1)
       << "a half file is left";
