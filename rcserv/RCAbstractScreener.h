@@ -9,11 +9,13 @@ class RCAbstractScreener {
   RCAbstractScreener& operator=(const RCAbstractScreener&) = delete;
   virtual ~RCAbstractScreener() = default;
 
-  // Start and stop may be called at any time; what is already so stays so.
-  virtual void StartScreening(unsigned char option) = 0;
-  virtual void StopScreening() = 0;
-  [[nodiscard]] virtual bool Screening() const = 0;
+  // Start and stop may be called at any time; what is already so stays so. `colorReduction`: the level of the
+  // tile stream.
+  virtual void StartScreening(unsigned char colorReduction) = 0;
+  // `quit`: the controller ends for good.
+  virtual void StopScreening(bool quit) = 0;
 
   // Wakes a screener that waits for changes.
   virtual void SignalScreenChanges() = 0;
+  [[nodiscard]] virtual bool Screening() const = 0;
 };

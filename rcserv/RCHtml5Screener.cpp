@@ -9,7 +9,7 @@ constexpr uint32_t kRequestTimeoutMs = 1000;
 
 }  // namespace
 
-RCHtml5Screener::~RCHtml5Screener() { RCHtml5Screener::StopScreening(); }
+RCHtml5Screener::~RCHtml5Screener() { StopScreening(); }
 
 void RCHtml5Screener::StartScreening() {
   if (screening_) return;

@@ -23,10 +23,11 @@ class RCHtml5Screener : public RCAbstractScreener {
   void StartScreening();
   void StartScreening(unsigned char) override { StartScreening(); }
   // Waits for the thread: for one request's time-out, about a second, and a capture.
-  void StopScreening() override;
-  [[nodiscard]] bool Screening() const override { return screening_; }
+  void StopScreening();
+  void StopScreening(bool) override { StopScreening(); }
   // The thread asks the worker again by itself.
   void SignalScreenChanges() override {}
+  [[nodiscard]] bool Screening() const override { return screening_; }
 
  private:
   void ScreenerLoop();
