@@ -10,8 +10,14 @@ RCDisplayManager& RCDisplayManager::instance() {
 void RCDisplayManager::addDisplay(int32_t index, CGDirectDisplayID display, CGRect bounds) {
   displayBounds_[display] = bounds;
   displayIDs_[index] = display;
-  desktopBounds_ = CGRectUnion(bounds, desktopBounds_);
   changeRects_[index] = CGRectZero;
+  const Locked locked(desktopLock_);
+  desktopBounds_ = CGRectUnion(bounds, desktopBounds_);
+}
+
+CGRect RCDisplayManager::desktopBounds() const {
+  const Locked locked(desktopLock_);
+  return desktopBounds_;
 }
 
 bool RCDisplayManager::addRectToChangeRect(int32_t index, CGRect rect) {

@@ -6,11 +6,13 @@
 #include <cstdint>
 #include <map>
 
+#include "platform/ThreadSafety.h"
+
 // Displays have an index, which counts from 0 without gaps, and the platform's identifier. Rectangles are
 // global desktop coordinates.
 //
-// Threads: no lock of its own. Displays are registered before other threads read them; change rectangles are
-// touched under the screener's lock only.
+// Threads: desktopBounds() on any. All else: displays are registered before other threads read them, and
+// change rectangles are touched, under the screener's lock only.
 class RCDisplayManager {
  public:
   // Made by the first call, never deleted.
@@ -27,7 +29,7 @@ class RCDisplayManager {
   void clearDisplayBounds() { displayBounds_.clear(); }
 
   // The union of the bounds of every display ever added, and of the desktop's zero point.
-  [[nodiscard]] CGRect desktopBounds() const { return desktopBounds_; }
+  [[nodiscard]] CGRect desktopBounds() const EXCLUDES(desktopLock_);
   [[nodiscard]] int32_t displayCount() const { return static_cast<int32_t>(displayBounds_.size()); }
   // Zero for an index or identifier that is not known, which is then entered with that value.
   CGDirectDisplayID displayID(int32_t index) { return displayIDs_[index]; }
@@ -48,7 +50,8 @@ class RCDisplayManager {
   CGLContextObj getContextForDisplay(CGDirectDisplayID display);
 
  private:
-  CGRect desktopBounds_ = CGRectZero;
+  mutable Lock desktopLock_;
+  CGRect desktopBounds_ GUARDED_BY(desktopLock_) = CGRectZero;
   std::map<CGDirectDisplayID, CGRect> displayBounds_;
   std::map<CGDirectDisplayID, CGLContextObj> contexts_;
   std::map<int32_t, CGDirectDisplayID> displayIDs_;
