@@ -94,8 +94,10 @@ struct SessionStartedRecord {
   uint8_t code;  // 0
   uint8_t length;
   uint8_t unused[2];
-  uint32_t flags;  // 0x10000000, and 0x100 when the screen is to be blanked
+  uint32_t flags;  // kSessionStarted, kSessionBlanksScreen
 };
+inline constexpr uint32_t kSessionStarted = 0x10000000;
+inline constexpr uint32_t kSessionBlanksScreen = 0x100;  // the screen is to be blank
 static_assert(sizeof(SessionStartedRecord) == 8);
 
 struct SessionEndRecord {

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 #include "broker/RootFolder.h"
 #include "common/KCFolderManager.h"
 #include "common/KCPidUtils.h"
@@ -20,8 +22,12 @@ StCFTypeRef<CFURLRef> CopyBundleFolder() {
 
 RCOculonServer::RCOculonServer() : consoleUser_(KCCopyConsoleUser()) {}
 
+void RCOculonServer::SettleRoot() {
+  if (!std::exchange(rootSettled_, true)) SettleRootFolder(CopyBundleFolder());
+}
+
 bool RCOculonServer::StartBroker() {
-  SettleRootFolder(CopyBundleFolder());
+  SettleRoot();
   KCPutPIDForKeyToFileWithConsoleUser(kObserverKey, consoleUser_);
   if (start(FetchFolder(kFolderObserveEndpoint))) return true;
   DeleteOwnPidFile();

@@ -12,8 +12,12 @@ class RCOculonServer : public RCZmqBrokerServerBase {
  public:
   RCOculonServer();
 
-  // Settles the root folder by where the bundle lies, writes the process-ID file and serves. False when the
-  // endpoint cannot be bound; no process-ID file of ours then remains.
+  // Settles the root folder by where the bundle lies, once: the log lies there. For an owner who has
+  // something to say before StartBroker(), which does it too.
+  void SettleRoot();
+
+  // Writes the process-ID file and serves. False when the endpoint cannot be bound; no process-ID file of
+  // ours then remains.
   [[nodiscard]] bool StartBroker();
 
   // Ends serving (as stop()) and deletes the process-ID file, unless it names another process by now.
@@ -26,4 +30,5 @@ class RCOculonServer : public RCZmqBrokerServerBase {
   void DeleteOwnPidFile() const;
 
   StCFTypeRef<CFStringRef> consoleUser_;
+  bool rootSettled_ = false;
 };

@@ -139,6 +139,11 @@ void RCKeyAndMouse::Handle_CMD_VIEW_SETTINGS(const ViewStartRecord* settings) {
   blankScreen_ = (settings->blankScreen & 1) != 0 && preferences->GetBlankScreen();
 }
 
+bool RCKeyAndMouse::BlanksScreen() {
+  const Locked locked(lock_);
+  return blankScreen_;
+}
+
 // ---- the hooks
 
 void RCKeyAndMouse::StartHID() {

@@ -40,6 +40,9 @@ class RCKeyAndMouse {
   // Waits for the watcher; does nothing when not started.
   void StopHID() EXCLUDES(lock_);
 
+  // The screen is to be blank while it is started.
+  [[nodiscard]] bool BlanksScreen() EXCLUDES(lock_);
+
   // The service's connection has come or gone.
   void ServiceConnected() { watch_.Connected(); }
   void ServiceDisconnected() { watch_.Disconnected(); }
