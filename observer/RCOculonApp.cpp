@@ -2,7 +2,6 @@
 
 #include <asl.h>
 #include <pthread.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -10,7 +9,9 @@
 #include <utility>
 
 #include "common/KCasl.h"
+#include "observer/RCOculon.h"
 #include "observer/RCOculonHtml5.h"
+#include "observer/SignalThread.h"
 #include "observer/VersionRequest.h"
 #include "platform/System.h"
 
@@ -40,23 +41,9 @@ void* stop_watchdog_thread_proc(void*) {
   platform::Exit(0);
 }
 
-void sig_handler_sigterm(int) {
+void HandleSigterm() {
   ASLLogger(ASL_LEVEL_INFO, 1, true, "OculonApp: SIGTERM.\n");
   stop_app();
-}
-
-int MaskSigterm(int how) {
-  sigset_t sigterm;
-  sigemptyset(&sigterm);
-  sigaddset(&sigterm, SIGTERM);
-  return pthread_sigmask(how, &sigterm, nullptr);
-}
-
-// The only thread that SIGTERM is delivered to. It does nothing else, so its handler may log and lock: it
-// never interrupts a thread that holds the allocator's or the log's lock.
-void* SignalThreadProc(void*) {
-  MaskSigterm(SIG_UNBLOCK);
-  for (;;) pause();
 }
 
 bool StartDetachedThread(void* (*proc)(void*)) {
@@ -77,11 +64,14 @@ void LogSessionLoss() {
   if (!loss.empty()) ASLLogger(ASL_LEVEL_INFO, 1, true, "OculonApp: the session is over: %s\n", loss.c_str());
 }
 
-// At its end nothing is left for a signal to end.
 void exit_handler() {
   LogSessionLoss();
   DeleteController();
-  signal(SIGTERM, SIG_IGN);
+}
+
+void legacy_exit_handler() {
+  LogSessionLoss();
+  RCOculon::GetOculon()->StopOculon(true);
 }
 
 [[noreturn]] void FailWithoutThread() {
@@ -96,25 +86,36 @@ void LogSession() {
             platform::DescribeSession().c_str());
 }
 
+[[noreturn]] void FailToRun() {
+  LogSession();
+  ASLLogger(ASL_LEVEL_INFO, 1, true, "OculonApp: Oculon failed to run.\n");
+  platform::Exit(1);
+}
+
 }  // namespace
 
 void RCOculonApp::run() {
   if (app_started_g) return;
-  // All threads inherit it.
-  MaskSigterm(SIG_BLOCK);
+  HoldSignal(SIGTERM);
   rcoculon_g = new RCOculonHtml5;
-  if (!rcoculon_g->Run()) {
-    LogSession();
-    ASLLogger(ASL_LEVEL_INFO, 1, true, "OculonApp: Oculon failed to run.\n");
-    platform::Exit(1);
-  }
+  if (!rcoculon_g->Run()) FailToRun();
   if (!StartDetachedThread(stop_watchdog_thread_proc)) FailWithoutThread();
   std::atexit(exit_handler);
-  signal(SIGTERM, sig_handler_sigterm);
   // A SIGTERM that came before waits for this thread.
-  if (!StartDetachedThread(SignalThreadProc)) FailWithoutThread();
+  if (!StartSignalThread(SIGTERM, HandleSigterm)) FailWithoutThread();
   app_started_g = true;
   // Last: a display that does not answer takes its time, and the process can be ended meanwhile.
+  LogSession();
+}
+
+void RCOculonApp::runLegacy() {
+  if (app_started_g) return;
+  for (const int signal : {SIGHUP, SIGABRT, SIGTERM}) HoldSignal(signal);
+  if (!RCOculon::GetOculon()->Run()) FailToRun();
+  // A stop that was requested already waits for the thread, and the thread's end of the process for this.
+  std::atexit(legacy_exit_handler);
+  if (!StartDetachedThread(stop_watchdog_thread_proc)) FailWithoutThread();
+  app_started_g = true;
   LogSession();
 }
 
