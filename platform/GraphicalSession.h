@@ -22,4 +22,8 @@ std::optional<GraphicalSession> ActiveGraphicalSession();
 // at all processes of the session.
 std::vector<std::string> EnvironmentOf(const GraphicalSession& session);
 
+// The name of the session that this process belongs to: its own one, else that of its display, else that of
+// its user. Empty when the session manager knows none, and without one.
+std::string OwnSession();
+
 }  // namespace platform

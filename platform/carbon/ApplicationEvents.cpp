@@ -2,6 +2,8 @@
 #include <Carbon/CarbonEvents.h>
 
 #include <algorithm>
+#include <mutex>
+#include <utility>
 #include <vector>
 
 #include "platform/ThreadSafety.h"
@@ -9,6 +11,7 @@
 #include "platform/carbon/MainQueue.h"
 #include "platform/corefoundation/Object.h"
 #include "platform/corefoundation/Owned.h"
+#include "platform/linux/SessionActivity.h"
 
 using platform::carbon::Callout;
 using platform::carbon::MainQueue;
@@ -95,6 +98,22 @@ void Dispatch(EventRef event) {
   }
 }
 
+void PostSessionEvent(bool active) {
+  const Owned<__Event> event(new __Event(
+      kEventClassSystem, active ? kEventSystemUserSessionActivated : kEventSystemUserSessionDeactivated));
+  (void)PostEventToQueue(GetMainEventQueue(), event.get(), kEventPriorityStandard);
+}
+
+void FollowSession() {
+  static std::once_flag following;
+  std::call_once(following, [] { platform::FollowSessionActivity(PostSessionEvent); });
+}
+
+bool IsSessionEvent(const EventTypeSpec& type) {
+  return type.eventClass == kEventClassSystem && (type.eventKind == kEventSystemUserSessionActivated ||
+                                                  type.eventKind == kEventSystemUserSessionDeactivated);
+}
+
 }  // namespace
 
 OSStatus CreateEvent(CFAllocatorRef, OSType eventClass, UInt32 kind, EventTime, EventAttributes,
@@ -129,6 +148,7 @@ OSStatus InstallApplicationEventHandler(EventHandlerUPP function, ItemCount coun
       new __EventHandler(function, std::vector<EventTypeSpec>(types, types + count), userData));
   if (handler != nullptr) *handler = made.get();
   Handlers::Instance().Add(std::move(made));
+  if (std::any_of(types, types + count, IsSessionEvent)) FollowSession();
   return noErr;
 }
 

@@ -2,18 +2,17 @@
 #include <SystemConfiguration/SystemConfiguration.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <xcb/xcb.h>
 
 #include <cstddef>
 #include <cstring>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "platform/GraphicalSession.h"
 #include "platform/Handles.h"
 #include "platform/Programs.h"
 #include "platform/System.h"
+#include "platform/linux/LocalDisplay.h"
 
 namespace {
 
@@ -30,13 +29,9 @@ std::optional<uid_t> OwnerOfListener(const sockaddr_un& address, socklen_t lengt
 
 // Nothing when $DISPLAY names none, one of another machine, or one that does not answer.
 std::optional<uid_t> DisplayServerOwner() {
-  char* hostText = nullptr;
-  int display = 0;
-  if (xcb_parse_display(nullptr, &hostText, &display, nullptr) == 0) return std::nullopt;
-  const platform::MallocPtr<char> host(hostText);
-  if (const std::string_view name(host.get()); !name.empty() && name != "unix") return std::nullopt;
-
-  const std::string path = "/tmp/.X11-unix/X" + std::to_string(display);
+  const std::optional<int> display = platform::LocalDisplayNumber(nullptr);
+  if (!display) return std::nullopt;
+  const std::string path = "/tmp/.X11-unix/X" + std::to_string(*display);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   path.copy(address.sun_path, sizeof address.sun_path - 1);

@@ -15,6 +15,7 @@
 
 #include "platform/Handles.h"
 #include "platform/System.h"
+#include "platform/linux/LocalDisplay.h"
 #include "platform/linux/SessionVariables.h"
 
 namespace platform {
@@ -80,11 +81,33 @@ void AddIfThere(Variables& variables, const char* name, const std::string& value
 }
 
 // Empty when the session manager does not know.
-std::string Ask(int (*question)(const char*, char**), const std::string& session) {
+template <class Subject>
+std::string Told(int (*question)(Subject, char**), Subject subject) {
   char* answer = nullptr;
-  const int known = question(session.c_str(), &answer);
+  const int known = question(subject, &answer);
   const MallocPtr<char> owned(answer);
   return known >= 0 ? owned.get() : "";
+}
+std::string Ask(int (*question)(const char*, char**), const std::string& session) {
+  return Told(question, session.c_str());
+}
+
+// Processes may outlive a session, which is then closing, while the next one has the same display.
+std::string SessionOfDisplay() {
+  const std::optional<int> display = LocalDisplayNumber(nullptr);
+  char** list = nullptr;
+  if (!display || sd_get_sessions(&list) < 0) return "";
+  std::string found;
+  for (char** next = list; *next != nullptr; ++next) {
+    const MallocPtr<char> owned(*next);
+    const std::string name = *next;
+    const std::string own = Ask(sd_session_get_display, name);
+    if (!own.empty() && LocalDisplayNumber(own.c_str()) == display &&
+        Ask(sd_session_get_state, name) != "closing")
+      found = name;
+  }
+  std::free(list);
+  return found;
 }
 
 }  // namespace
@@ -102,6 +125,13 @@ Variables SessionVariables(std::string_view environment) {
       found.emplace(name, value);
   }
   return found;
+}
+
+std::string OwnSession() {
+  constexpr pid_t kThisProcess = 0;
+  if (const std::string name = Told(sd_pid_get_session, kThisProcess); !name.empty()) return name;
+  const std::string name = SessionOfDisplay();
+  return !name.empty() ? name : Told(sd_uid_get_display, getuid());
 }
 
 std::optional<GraphicalSession> ActiveGraphicalSession() {

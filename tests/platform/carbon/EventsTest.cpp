@@ -10,22 +10,15 @@
 #include <vector>
 
 #include "platform/System.h"
+#include "tests/support/MainLoop.h"
 
 namespace {
 
 using std::chrono::steady_clock;
+using test::RunMainLoopUntil;
 using testing::ElementsAre;
 
 constexpr EventTimerInterval kNever = 1000;
-
-// True as soon as `condition()` holds.
-[[nodiscard]] bool RunMainLoopUntil(const std::function<bool()>& condition) {
-  const auto deadline = steady_clock::now() + std::chrono::seconds(20);
-  while (!condition() && steady_clock::now() < deadline) {
-    CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.01, false);
-  }
-  return condition();
-}
 
 // A timer of the main loop with a function of the test's.
 struct Timer {
