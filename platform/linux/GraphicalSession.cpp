@@ -98,7 +98,7 @@ std::string SessionOfDisplay() {
   char** list = nullptr;
   if (!display || sd_get_sessions(&list) < 0) return "";
   std::string found;
-  for (char** next = list; *next != nullptr; ++next) {
+  for (char** next = list; next != nullptr && *next != nullptr; ++next) {  // no list when there are none
     const MallocPtr<char> owned(*next);
     const std::string name = *next;
     const std::string own = Ask(sd_session_get_display, name);

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,8 @@ int sd_session_is_active(const char* session) {
   return found == manager.sessions.end() ? -ENXIO : found->second.active;
 }
 int sd_get_sessions(char*** sessions) {
+  *sessions = nullptr;
+  if (manager.sessions.empty()) return 0;
   *sessions = static_cast<char**>(calloc(manager.sessions.size() + 1, sizeof(char*)));
   char** next = *sessions;
   for (const auto& [name, session] : manager.sessions) *next++ = strdup(name.c_str());
@@ -77,6 +80,8 @@ struct Case {
   Manager manager;
   const char* own;  // the session that counts
 };
+
+void PrintTo(const Case& row, std::ostream* out) { *out << row.name; }
 
 class SessionActivityTest : public testing::TestWithParam<Case> {};
 
@@ -135,7 +140,7 @@ INSTANTIATE_TEST_SUITE_P(
               {{"c1", {":7", "online", 1}}, {"c2", {":7", "closing", 1}}, {"c3", {"host:7", "online", 1}}}},
              "c1"},
         Case{"TheUsers", {"", "c1", {{"c1", {"", "online", 1}}, {"c2", {"host:7", "online", 1}}}}, "c1"},
-        Case{"None", {"", "", {{"c1", {":6", "online", 1}}}}, ""}),
+        Case{"NoSession", {}, ""}, Case{"NoneOfIts", {"", "", {{"c1", {":6", "online", 1}}}}, ""}),
     [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace
