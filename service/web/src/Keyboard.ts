@@ -1,0 +1,159 @@
+// The local keyboard: what is pressed in a hidden text field goes to the session.
+//
+// The field is there so that dead keys, input methods and keyboards on the screen work: what they make of keys arrives in it
+// as text.
+import { functionKeyCode, Vk } from './KeyCodes.js';
+import { specialStrokes } from './LayoutKeys.js';
+import { KeyAction, translateKey } from './KeyTranslator.js';
+import { LayoutName } from './Messages.js';
+import { characterRecord, keyRecord, releaseRecord } from './Records.js';
+import { SendRecord, Typist } from './Typist.js';
+
+// A character that stays in the field, so that there is something for a keyboard on the screen to delete.
+const kFiller = ' ';
+const kShifts = [Vk.shift, 0xa1];
+const kIsMac = /Mac|iPhone|iPad/.test(navigator.platform);
+
+// A pressed key, by how it was sent: its release goes the same way.
+type Held = Extract<KeyAction, { kind: 'key' | 'character' }>;
+
+export class Keyboard {
+  private readonly held = new Map<string, Held>();
+  private active = false;
+  private layout: LayoutName = 'other';
+
+  // `leave`: the person wants the keyboard to act on the page again. `released`: the session was told to let go of all keys.
+  constructor(
+    private readonly field: HTMLTextAreaElement,
+    private readonly send: SendRecord,
+    private readonly typist: Typist,
+    private readonly leave: () => void,
+    private readonly released: () => void,
+  ) {
+    field.addEventListener('keydown', (event) => this.onKeyDown(event));
+    field.addEventListener('keyup', (event) => this.onKeyUp(event));
+    field.addEventListener('input', (event) => {
+      if (!(event as InputEvent).isComposing) this.takeText();
+    });
+    field.addEventListener('compositionend', () => this.takeText());
+    field.addEventListener('beforeinput', (event) => this.onBeforeInput(event));
+    field.addEventListener('blur', () => this.releaseAll());
+    window.addEventListener('blur', () => this.releaseAll());
+    this.clearField();
+  }
+
+  // Whether keys go to the session; what is held is let go when they do not.
+  setActive(active: boolean): void {
+    if (this.active && !active) this.releaseAll();
+    this.active = active;
+  }
+
+  setLayout(layout: LayoutName): void {
+    this.layout = layout;
+  }
+
+  focus(): void {
+    this.field.focus({ preventScroll: true });
+  }
+
+  // Keys and buttons of the page that are down in the session come up.
+  releaseAll(): void {
+    this.held.clear();
+    this.clearField();
+    if (!this.active) return;
+    this.send(releaseRecord());
+    this.released();
+  }
+
+  private onKeyDown(event: KeyboardEvent): void {
+    if (event.ctrlKey && event.altKey && event.key === 'Home') {
+      event.preventDefault();
+      this.releaseAll();
+      this.leave();
+      return;
+    }
+    if (!this.active) return;
+    const action = translateKey({
+      key: event.key,
+      code: event.code,
+      altGr: event.getModifierState('AltGraph') || (kIsMac && event.altKey),
+      shift: event.shiftKey,
+      composing: event.isComposing || event.keyCode === 229,
+    });
+    if (action.kind === 'compose') return;
+    event.preventDefault();
+    if (action.kind === 'text') this.typist.type(action.text, this.heldShifts());
+    if (action.kind !== 'key' && action.kind !== 'character') return;
+    if (event.key === 'AltGraph') this.releaseAltGrControl();
+    if (event.repeat && this.isModifier(action)) return;
+    if (action.kind === 'character' && specialStrokes(action.character, this.layout) !== null) {
+      this.typist.type(action.character, this.heldShifts());
+      return;
+    }
+    // Without a code, as on some keyboards on the screen, nothing tells which key comes up again.
+    const pressed = event.code === '' ? null : event.code;
+    this.post(action, true);
+    if (pressed === null) this.post(action, false);
+    else this.held.set(pressed, action);
+  }
+
+  private onKeyUp(event: KeyboardEvent): void {
+    const action = this.held.get(event.code);
+    if (action === undefined) return;
+    event.preventDefault();
+    this.held.delete(event.code);
+    this.post(action, false);
+    // While this key is held, some systems keep the release of others to themselves.
+    if (event.key === 'Meta') this.releaseAll();
+  }
+
+  // Some systems press the left Control key with AltGr.
+  private releaseAltGrControl(): void {
+    const control = this.held.get('ControlLeft');
+    if (control === undefined) return;
+    this.held.delete('ControlLeft');
+    this.post(control, false);
+  }
+
+  private onBeforeInput(event: InputEvent): void {
+    const keys: Record<string, string> = {
+      deleteContentBackward: 'Backspace',
+      deleteContentForward: 'Delete',
+      insertLineBreak: 'Enter',
+    };
+    const key = keys[event.inputType];
+    if (key === undefined || event.isComposing) return;
+    event.preventDefault();
+    if (this.active) this.typist.tap(functionKeyCode(key));
+  }
+
+  private takeText(): void {
+    const { value } = this.field;
+    const text = value.startsWith(kFiller) ? value.slice(kFiller.length) : value;
+    this.clearField();
+    if (this.active && text !== '') this.typist.type(text, this.heldShifts());
+  }
+
+  private clearField(): void {
+    this.field.value = kFiller;
+    this.field.setSelectionRange(kFiller.length, kFiller.length);
+  }
+
+  private heldShifts(): number[] {
+    return kShifts.filter((shift) =>
+      [...this.held.values()].some((action) => action.kind === 'key' && action.keyCode === shift),
+    );
+  }
+
+  private isModifier(action: Held): boolean {
+    return action.kind === 'key' && ((action.keyCode >= Vk.shift && action.keyCode <= Vk.rightAlt) || action.keyCode === Vk.platform);
+  }
+
+  private post(action: Held, pressed: boolean): void {
+    this.send(
+      action.kind === 'key'
+        ? keyRecord(action.keyCode, pressed)
+        : characterRecord(action.character, action.fallback, pressed, action.shift),
+    );
+  }
+}

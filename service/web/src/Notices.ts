@@ -1,0 +1,53 @@
+// Short messages at the lower edge that go by themselves, and questions that wait for an answer.
+import { element } from './dom.js';
+
+const kShownMs = 4000;
+
+export class Notices {
+  private readonly root = element('notices', HTMLDivElement);
+
+  say(text: string): void {
+    const notice = this.add(text);
+    setTimeout(() => notice.remove(), kShownMs);
+  }
+
+  // One question at a time for each `key`; a new one takes the place of the old one.
+  ask(key: string, text: string, yes: string, no: string, answer: (yes: boolean) => void): void {
+    this.withdraw(key);
+    const notice = this.add(text);
+    notice.dataset.key = key;
+    const choices = document.createElement('div');
+    notice.append(choices);
+    const choice = (label: string, value: boolean) => {
+      const button = document.createElement('button');
+      button.type = 'button';
+      button.textContent = label;
+      button.className = value ? 'primary' : '';
+      button.addEventListener('click', () => {
+        notice.remove();
+        answer(value);
+      });
+      choices.append(button);
+    };
+    choice(no, false);
+    choice(yes, true);
+  }
+
+  withdrawAll(): void {
+    for (const question of this.root.querySelectorAll('[data-key]')) question.remove();
+  }
+
+  private withdraw(key: string): void {
+    this.root.querySelector(`[data-key="${CSS.escape(key)}"]`)?.remove();
+  }
+
+  private add(text: string): HTMLDivElement {
+    const notice = document.createElement('div');
+    notice.className = 'notice';
+    const words = document.createElement('span');
+    words.textContent = text;
+    notice.append(words);
+    this.root.append(notice);
+    return notice;
+  }
+}

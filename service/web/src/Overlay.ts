@@ -1,0 +1,104 @@
+// The message over the desktop when there is no picture, or no longer: what is so, what to do, and a way back.
+import { State } from './Messages.js';
+import { button, element } from './dom.js';
+import { LinkState } from './WorkerMessages.js';
+
+export type OverlayAction = 'retry' | 'reconnect' | 'sign-in';
+
+export interface OverlayContent {
+  title: string;
+  text: string;
+  // Something is under way, without anybody's doing.
+  busy: boolean;
+  action: OverlayAction | null;
+}
+
+const kTitles: Record<State['state'], string> = {
+  starting: 'Starting',
+  waiting: 'Waiting for permission',
+  running: '',
+  restarting: 'Starting again',
+  'no-display': 'No picture',
+  failed: 'The desktop could not be started',
+  refused: 'Not allowed',
+  ended: 'The session has ended',
+};
+
+const kLabels: Record<OverlayAction, string> = {
+  retry: 'Try again',
+  reconnect: 'Connect now',
+  'sign-in': 'Sign in',
+};
+
+// What is to be said, null for nothing. `state`: the service's last one, null before the first.
+export function overlayContent(link: LinkState, state: State | null): OverlayContent | null {
+  switch (link.link) {
+    case 'connecting':
+      return { title: 'Connecting', text: '', busy: true, action: null };
+    case 'lost':
+      return {
+        title: 'Connection lost',
+        text: 'The service does not answer. The page connects again by itself, and the picture comes back.',
+        busy: true,
+        action: 'reconnect',
+      };
+    case 'unreachable':
+      return {
+        title: 'The service cannot be reached',
+        text: 'Check that it runs and that the network is there, then connect again.',
+        busy: false,
+        action: 'reconnect',
+      };
+    case 'signed-out':
+      return {
+        title: 'Signed out',
+        text: 'The service has been started anew, and has printed a new address. Open that one, or sign in with its token.',
+        busy: false,
+        action: 'sign-in',
+      };
+    case 'closed':
+      return {
+        title: 'Disconnected',
+        text: link.reason || 'The service has ended the connection.',
+        busy: false,
+        action: 'reconnect',
+      };
+    case 'open':
+      break;
+  }
+  if (state === null) return { title: 'Connecting', text: '', busy: true, action: null };
+  if (state.state === 'running') return null;
+  const busy = ['starting', 'waiting', 'restarting'].includes(state.state);
+  return {
+    title: kTitles[state.state] ?? '',
+    text: [state.text, state.advice].filter((text) => text !== '').join('\n'),
+    busy,
+    action: busy ? null : 'retry',
+  };
+}
+
+export class Overlay {
+  private readonly root = element('overlay', HTMLDivElement);
+  private readonly title = element('overlay-title', HTMLHeadingElement);
+  private readonly text = element('overlay-text', HTMLParagraphElement);
+  private readonly button: HTMLButtonElement;
+  private action: OverlayAction | null = null;
+
+  constructor(act: (action: OverlayAction) => void) {
+    this.button = button('overlay-action', () => {
+      if (this.action !== null) act(this.action);
+    });
+  }
+
+  show(content: OverlayContent | null): void {
+    this.root.classList.toggle('shown', content !== null);
+    // What fades out keeps its words.
+    if (content === null) return;
+    this.root.classList.toggle('busy', content.busy);
+    this.title.textContent = content.title;
+    this.text.textContent = content.text;
+    this.action = content.action;
+    this.button.hidden = content.action === null;
+    if (content.action !== null) this.button.textContent = kLabels[content.action];
+  }
+}
