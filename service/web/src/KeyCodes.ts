@@ -1,8 +1,8 @@
 // Key codes that the service understands, for the browser's names of keys.
 //
-// Sources: the key codes are the Windows virtual-key codes (winuser.h, VK_...), and only those that the observer has a key
-// for (input/MacVirtualKeys.cpp); the names are those of the W3C's "UI Events KeyboardEvent code Values" and
-// "... key Values".
+// Sources: the key codes are the Windows virtual-key codes (winuser.h, VK_...), and only those that the
+// observer has a key for (input/MacVirtualKeys.cpp); the names are those of the W3C's "UI Events KeyboardEvent
+// code Values" and "... key Values".
 
 export const Vk = {
   backspace: 0x08,

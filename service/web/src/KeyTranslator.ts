@@ -30,13 +30,14 @@ export function translateKey(press: KeyPress): KeyAction {
   if (kLocalLocks.includes(key) || kLocalLocks.includes(code)) return { kind: 'none' };
   const place = placeKeyCode(code);
   if (key.length > 1 || key === '') {
-    // Names of keys are plain words; what is longer than a character otherwise is a dead key's accent and the letter that
-    // it did not go with.
+    // Names of keys are plain words; what is longer than a character otherwise is a dead key's accent and the
+    // letter that it did not go with.
     if (key !== '' && !/^[A-Z][A-Za-z0-9]+$/.test(key)) return { kind: 'text', text: key };
     const keyCode = functionKeyCode(key) || place;
     return keyCode === 0 ? { kind: 'none' } : { kind: 'key', keyCode };
   }
   if (press.altGr && place !== 0) return { kind: 'key', keyCode: place };
-  if (key >= ' ' && key <= '~') return { kind: 'character', character: key, fallback: place, shift: press.shift };
+  if (key >= ' ' && key <= '~')
+    return { kind: 'character', character: key, fallback: place, shift: press.shift };
   return place === 0 ? { kind: 'text', text: key } : { kind: 'key', keyCode: place };
 }

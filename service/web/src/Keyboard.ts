@@ -1,7 +1,7 @@
 // The local keyboard: what is pressed in a hidden text field goes to the session.
 //
-// The field is there so that dead keys, input methods and keyboards on the screen work: what they make of keys arrives in it
-// as text.
+// The field is there so that dead keys, input methods and keyboards on the screen work: what they make of keys
+// arrives in it as text.
 import { functionKeyCode, Vk } from './KeyCodes.js';
 import { specialStrokes } from './LayoutKeys.js';
 import { KeyAction, translateKey } from './KeyTranslator.js';
@@ -22,7 +22,8 @@ export class Keyboard {
   private active = false;
   private layout: LayoutName = 'other';
 
-  // `leave`: the person wants the keyboard to act on the page again. `released`: the session was told to let go of all keys.
+  // `leave`: the person wants the keyboard to act on the page again. `released`: the session was told to let go
+  // of all keys.
   constructor(
     private readonly field: HTMLTextAreaElement,
     private readonly send: SendRecord,
@@ -146,7 +147,10 @@ export class Keyboard {
   }
 
   private isModifier(action: Held): boolean {
-    return action.kind === 'key' && ((action.keyCode >= Vk.shift && action.keyCode <= Vk.rightAlt) || action.keyCode === Vk.platform);
+    return (
+      action.kind === 'key' &&
+      ((action.keyCode >= Vk.shift && action.keyCode <= Vk.rightAlt) || action.keyCode === Vk.platform)
+    );
   }
 
   private post(action: Held, pressed: boolean): void {

@@ -1,14 +1,12 @@
-// Characters that a layout of the session has on a key, but not as a 7-bit character with or without Shift: letters with
-// accents, characters behind AltGr and dead keys.
+// Characters that a layout of the session has on a key, but not as a 7-bit character with or without Shift:
+// letters with accents, characters behind AltGr and dead keys.
 //
 // Source: xkeyboard-config's symbols/fr and symbols/de, their default variants.
 import { Vk } from './KeyCodes.js';
 import { LayoutName } from './Messages.js';
 
 // A key to press and release, by its code or by the character that it yields.
-export type Stroke =
-  | { character: string }
-  | { keyCode: number; shift?: boolean; altGr?: boolean };
+export type Stroke = { character: string } | { keyCode: number; shift?: boolean; altGr?: boolean };
 
 const kSpace: Stroke = { keyCode: Vk.space };
 
@@ -87,7 +85,8 @@ const kLayouts: Record<LayoutName, ReadonlyMap<string, Stroke[]>> = {
 
 const kControls: Record<string, number> = { '\n': Vk.enter, '\t': Vk.tab };
 
-// What the layout has behind AltGr, dead keys or on keys of its own; null when it is reached as a plain character, or not at all.
+// What the layout has behind AltGr, dead keys or on keys of its own; null when it is reached as a plain
+// character, or not at all.
 export function specialStrokes(character: string, layout: LayoutName): Stroke[] | null {
   return kLayouts[layout].get(character) ?? null;
 }

@@ -1,14 +1,7 @@
 // The JSON messages of the viewer's protocol (docs/viewer-protocol.md).
 
 export type StateName =
-  | 'starting'
-  | 'waiting'
-  | 'running'
-  | 'restarting'
-  | 'no-display'
-  | 'failed'
-  | 'refused'
-  | 'ended';
+  'starting' | 'waiting' | 'running' | 'restarting' | 'no-display' | 'failed' | 'refused' | 'ended';
 
 export type LayoutName = 'other' | 'french' | 'german' | 'japanese';
 
@@ -90,16 +83,7 @@ export interface Pong {
 }
 
 export type ServiceMessage =
-  | Welcome
-  | Permissions
-  | Control
-  | State
-  | Screen
-  | Ask
-  | Answer
-  | LocalPointer
-  | Layout
-  | Pong;
+  Welcome | Permissions | Control | State | Screen | Ask | Answer | LocalPointer | Layout | Pong;
 
 export type PageMessage =
   | { type: 'control'; want: boolean }

@@ -52,7 +52,7 @@ export function overlayContent(link: LinkState, state: State | null): OverlayCon
     case 'signed-out':
       return {
         title: 'Signed out',
-        text: 'The service has been started anew, and has printed a new address. Open that one, or sign in with its token.',
+        text: 'The service was started anew and has printed a new address. Open that, or sign in with its token.',
         busy: false,
         action: 'sign-in',
       };

@@ -1,5 +1,5 @@
-// Holds the answer to an update back when the next one could not be seen any sooner: the display shows so many pictures a
-// second and no more, and a page that nobody looks at shows none.
+// Holds the answer to an update back when the next one could not be seen any sooner: the display shows so many
+// pictures a second and no more, and a page that nobody looks at shows none.
 
 const kShortestGapMs = 8;
 

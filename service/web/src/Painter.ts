@@ -1,5 +1,5 @@
 // Draws updates on the canvas. Pixels are converted by a table into an image as large as the screen, whose changed
-// parts go to the canvas; a texture of 16-bit pixels and a shader took seven times as long without a graphics card.
+// parts go to the canvas; without a graphics card, a texture of 16-bit pixels and a shader take many times as long.
 import { Screen } from './Messages.js';
 import { Update, UpdateRectangle } from './UpdateReader.js';
 

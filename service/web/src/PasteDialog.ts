@@ -39,7 +39,9 @@ export class PasteDialog {
     const missing = this.typist.missingFrom(this.text.value.replaceAll('\r', ''));
     this.start.disabled = this.text.value === '';
     this.report.textContent =
-      missing.length === 0 ? '' : `The keyboard layout of the desktop has no key for: ${missing.map(spell).join(' ')}`;
+      missing.length === 0
+        ? ''
+        : `The keyboard layout of the desktop has no key for: ${missing.map(spell).join(' ')}`;
   }
 
   private begin(): void {

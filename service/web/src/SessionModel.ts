@@ -49,7 +49,8 @@ export class SessionModel {
   }
 
   get role(): Role {
-    if (this.welcome === null || this.welcome.viewOnly || this.permissions?.control !== true) return 'never-controlling';
+    if (this.welcome === null || this.welcome.viewOnly || this.permissions?.control !== true)
+      return 'never-controlling';
     if (this.isController && !this.declined) return 'controlling';
     if (this.asking) return 'asking';
     return this.isController || this.control?.controller === 0 ? 'watching-free' : 'watching';

@@ -117,7 +117,8 @@ export class Toolbar {
 
   setMonitors(monitors: readonly Monitor[], chosen: number | null): void {
     element('monitor-group', HTMLElement).hidden = monitors.length < 2;
-    const option = (value: string, text: string) => new Option(text, value, false, value === String(chosen ?? ''));
+    const option = (value: string, text: string) =>
+      new Option(text, value, false, value === String(chosen ?? ''));
     this.monitor.replaceChildren(
       option('', 'All monitors'),
       ...monitors.map(({ id, left, top, right, bottom, primary }, i) =>
@@ -147,7 +148,9 @@ export class Toolbar {
   }
 
   private buttons(): HTMLElement[] {
-    return [...this.root.querySelectorAll<HTMLElement>('button, select')].filter((item) => item.checkVisibility());
+    return [...this.root.querySelectorAll<HTMLElement>('button, select')].filter((item) =>
+      item.checkVisibility(),
+    );
   }
 
   private moveFocus(step: 1 | -1): void {

@@ -1,5 +1,5 @@
-// Fingers: a tap clicks, a long press clicks with the right button, a finger that moves drags, two fingers move and zoom the view.
-// Where there is no control, one finger moves the view.
+// Fingers: a tap clicks, a long press clicks with the right button, a finger that moves drags, two fingers move
+// and zoom the view. Where there is no control, one finger moves the view.
 import { PointerOutput } from './PointerOutput.js';
 import { View } from './View.js';
 import { Point } from './Zoom.js';
@@ -21,7 +21,10 @@ export class Touch {
     private readonly view: View,
     private readonly output: PointerOutput,
   ) {
-    const listen = (type: 'pointerdown' | 'pointermove' | 'pointerup' | 'pointercancel', act: (event: PointerEvent) => void) =>
+    const listen = (
+      type: 'pointerdown' | 'pointermove' | 'pointerup' | 'pointercancel',
+      act: (event: PointerEvent) => void,
+    ) =>
       stage.addEventListener(type, (event) => {
         if (event.pointerType === 'touch') act(event);
       });
@@ -73,7 +76,10 @@ export class Touch {
       return;
     }
     const distance = (a: Point) => Math.max(1, Math.hypot(a.x - other.x, a.y - other.y));
-    this.view.zoomBy(distance(point) / distance(before), { x: (before.x + other.x) / 2, y: (before.y + other.y) / 2 });
+    this.view.zoomBy(distance(point) / distance(before), {
+      x: (before.x + other.x) / 2,
+      y: (before.y + other.y) / 2,
+    });
     // Each finger moves the middle between them by half of its own way.
     this.view.scrollBy((before.x - point.x) / 2, (before.y - point.y) / 2);
   }

@@ -20,8 +20,8 @@ export class Typist {
     return [...new Set(text)].filter((character) => strokesFor(character, this.layout) === null);
   }
 
-  // What cannot be typed is left out. `heldShifts`: key codes of the Shift keys that are down in the session; they are up
-  // while keys are pressed by their codes.
+  // What cannot be typed is left out. `heldShifts`: key codes of the Shift keys that are down in the session; they
+  // are up while keys are pressed by their codes.
   type(text: string, heldShifts: readonly number[] = []): void {
     for (const character of text)
       for (const stroke of strokesFor(character, this.layout) ?? []) this.strike(stroke, heldShifts);

@@ -69,8 +69,16 @@ export class View {
     const bounds = this.stage.getBoundingClientRect();
     const clamp = (value: number, low: number, high: number) => Math.min(Math.max(value, low), high - 1);
     return {
-      x: clamp(this.part.left + Math.floor((point.x - bounds.left) / this.scale), this.part.left, this.part.right),
-      y: clamp(this.part.top + Math.floor((point.y - bounds.top) / this.scale), this.part.top, this.part.bottom),
+      x: clamp(
+        this.part.left + Math.floor((point.x - bounds.left) / this.scale),
+        this.part.left,
+        this.part.right,
+      ),
+      y: clamp(
+        this.part.top + Math.floor((point.y - bounds.top) / this.scale),
+        this.part.top,
+        this.part.bottom,
+      ),
     };
   }
 

@@ -1,5 +1,5 @@
-// The wheel: zooms with Control, scrolls what does not fit, and types arrow keys when that is wanted, since the protocol has no
-// wheel.
+// The wheel: zooms with Control, scrolls what does not fit, and types arrow keys when that is wanted, since the
+// protocol has no wheel.
 import { Vk } from './KeyCodes.js';
 import { Typist } from './Typist.js';
 import { View } from './View.js';

@@ -38,8 +38,8 @@ export function nextStep(scale: number, direction: 1 | -1): number {
   return next ?? (direction > 0 ? kGreatestScale : kLeastScale);
 }
 
-// How far to scroll so that the content below `anchor` stays there when the scale changes. `offset`: where the content
-// begins in the window when nothing is scrolled, before and after, for it is centred when it is smaller than the window.
+// How far to scroll so that the content below `anchor` stays there when the scale changes. `offset…`: where the
+// content begins in the window when nothing is scrolled, for it is centred when it is smaller than the window.
 export function anchoredScroll(
   scroll: number,
   anchor: number,

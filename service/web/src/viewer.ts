@@ -67,8 +67,10 @@ class Viewer {
       this.wheelArrows = on;
       this.showRole();
     },
-    setLock: (lock) => this.desktop.send({ type: 'settings', lock, blank: this.model.control?.blank ?? false }),
-    setBlank: (blank) => this.desktop.send({ type: 'settings', lock: this.model.control?.lock ?? false, blank }),
+    setLock: (lock) =>
+      this.desktop.send({ type: 'settings', lock, blank: this.model.control?.blank ?? false }),
+    setBlank: (blank) =>
+      this.desktop.send({ type: 'settings', lock: this.model.control?.lock ?? false, blank }),
     savePicture: () => void this.savePicture(),
     toggleRecording: () => this.toggleRecording(),
     refresh: () => this.desktop.send({ type: 'refresh' }),
@@ -143,7 +145,9 @@ class Viewer {
         );
         break;
       case 'answer':
-        this.notices.say(message.text || (message.granted ? 'You have control.' : 'Control was not granted.'));
+        this.notices.say(
+          message.text || (message.granted ? 'You have control.' : 'Control was not granted.'),
+        );
         this.showRole();
         break;
     }
