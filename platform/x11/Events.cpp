@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bitset>
 #include <cstdarg>
 #include <limits>
 
@@ -12,6 +13,7 @@
 #include "platform/x11/CallScope.h"
 #include "platform/x11/Connection.h"
 #include "platform/x11/InputWatch.h"
+#include "platform/x11/KeyRepeat.h"
 
 namespace platform::x11 {
 namespace {
@@ -55,7 +57,13 @@ class HeldInput {
     // effect of its own in many programs.
     if (down && held != 0 && IsModifier(key)) return kCGErrorSuccess;
     if (down && held != 0) Fake(connection, XCB_KEY_RELEASE, code, 0, 0);
+    if (down && held == 0)
+      stopped_[key] = InputWatch::Instance().KeysRepeat() && StopKeyRepeat(connection, code);
     Fake(connection, down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, code, 0, 0);
+    if (!down && stopped_[key]) {
+      ResumeKeyRepeat(connection, code);
+      stopped_[key] = false;
+    }
     held = down ? code : uint8_t{0};
     return connection.Flush() ? kCGErrorSuccess : kCGErrorCannotComplete;
   }
@@ -80,6 +88,7 @@ class HeldInput {
   Lock lock_;
   uint32_t buttons_ GUARDED_BY(lock_) = 0;
   std::array<uint8_t, kVirtualKeyCount> keys_ GUARDED_BY(lock_){};
+  std::bitset<kVirtualKeyCount> stopped_ GUARDED_BY(lock_);  // whose repeat is to be resumed
 };
 
 // The calling thread's; null without a server. `error` says why there is none, or none that takes events.

@@ -86,8 +86,7 @@ void InputWatch::Serve(Connection& connection) {
   PostingKeyboard keyboard(connection);
   LocalDevices devices(connection);
   keyboard.Start();
-  LearnKeyCodes(connection);
-  keyboard.Adapt(codes_[kVirtualNumLock]);
+  Adapt(connection, keyboard);
   if (!connection.Finish()) return;
   {
     const Locked locked(lock_);
@@ -106,10 +105,7 @@ void InputWatch::Serve(Connection& connection) {
       newDevice = devices.IsNewDevice(event.get()) || newDevice;
     }
     if (newDevice) devices.Adapt();
-    if (newKeymap) {
-      LearnKeyCodes(connection);
-      keyboard.Adapt(codes_[kVirtualNumLock]);
-    }
+    if (newKeymap) Adapt(connection, keyboard);
     if (wishes) Grant(*wishes, connection, devices);
     // Whoever waited for a reply may have taken events in.
     if (!newDevice && !newKeymap && !wishes && connection.Flush()) Await(connection);
@@ -121,6 +117,12 @@ void InputWatch::LearnKeyCodes(Connection& connection) {
   if (!keyboard) return;
   const KeyCodes codes = KeyCodesOf(keyboard.keymap.get());
   for (size_t key = 0; key < codes.size(); ++key) codes_[key].store(codes[key], std::memory_order_relaxed);
+}
+
+void InputWatch::Adapt(Connection& connection, PostingKeyboard& keyboard) {
+  LearnKeyCodes(connection);
+  keyboard.Adapt(codes_[kVirtualNumLock]);
+  keysRepeat_.store(keyboard.Repeats(), std::memory_order_relaxed);
 }
 
 std::optional<InputWatch::Wishes> InputWatch::Wished() {

@@ -31,6 +31,9 @@ class InputWatch {
   // Any thread, after Start(), without talking to the server. 0: there is no such key.
   [[nodiscard]] uint8_t KeyCodeOf(uint16_t virtualKey) const;
 
+  // Any thread, after Start(). A held key would repeat by itself, unless its repeat is stopped.
+  [[nodiscard]] bool KeysRepeat() const { return keysRepeat_.load(std::memory_order_relaxed); }
+
   // Any thread. They return when it is done.
   [[nodiscard]] CGError SilenceLocalInput(bool silence) EXCLUDES(lock_);
   // What happened to the keyboard before is taken into account.
@@ -52,6 +55,7 @@ class InputWatch {
   void Run() EXCLUDES(lock_);
   void Serve(Connection& connection) EXCLUDES(lock_);
   void LearnKeyCodes(Connection& connection);
+  void Adapt(Connection& connection, PostingKeyboard& keyboard);
   // The wishes that are not done yet.
   [[nodiscard]] std::optional<Wishes> Wished() EXCLUDES(lock_);
   void Grant(const Wishes& wishes, Connection& connection, LocalDevices& devices) EXCLUDES(lock_);
@@ -59,6 +63,7 @@ class InputWatch {
 
   UniqueFd wake_;
   std::array<std::atomic<uint8_t>, kVirtualKeyCount> codes_{};
+  std::atomic<bool> keysRepeat_{false};
   std::atomic<bool> running_{false};
   Lock lock_;
   Condition changed_;

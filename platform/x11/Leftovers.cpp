@@ -11,6 +11,7 @@
 #include "platform/x11/Connection.h"
 #include "platform/x11/Gamma.h"
 #include "platform/x11/InputDevices.h"
+#include "platform/x11/KeyRepeat.h"
 #include "platform/x11/RootProperty.h"
 
 namespace platform::x11 {
@@ -66,6 +67,7 @@ void ClearLeftovers(Connection& connection) {
                   [&connection](uint32_t window) { return Lives(connection, window); }))
     return;
   ReleaseEverythingPosted(connection);
+  ResumeAllKeyRepeat(connection);
   RestoreGamma(connection);
   processes.Delete();
 }

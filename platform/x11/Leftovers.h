@@ -1,4 +1,5 @@
-// What a process that was killed leaves on the server: keys and buttons that are down, a dark screen.
+// What a process that was killed leaves on the server: keys and buttons that are down, keys that do not
+// repeat, a dark screen.
 #pragma once
 
 namespace platform::x11 {

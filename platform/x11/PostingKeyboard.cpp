@@ -83,6 +83,14 @@ void PostingKeyboard::StopRepeat() {
   }
 }
 
+bool PostingKeyboard::Repeats() {
+  if (device_ == 0) return true;
+  const auto controls =
+      connection_.Await<xcb_xkb_get_controls_reply_t>(xcb_xkb_get_controls(connection_.Get(), device_));
+  return !controls || std::any_of(std::begin(controls->perKeyRepeat), std::end(controls->perKeyRepeat),
+                                  [](uint8_t keys) { return keys != 0; });
+}
+
 void PostingKeyboard::SetRepeat(uint16_t device, const uint8_t (&keys)[32]) {
   xcb_xkb_set_controls(connection_.Get(), device, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                        XCB_XKB_CONTROL_PER_KEY_REPEAT, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, keys);

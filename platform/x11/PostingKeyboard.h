@@ -20,6 +20,9 @@ class PostingKeyboard {
   // To be called upon that, and at the start. `numLockCode` is the server's code of that key.
   void Adapt(uint8_t numLockCode);
 
+  // Whether a key that it holds repeats by itself all the same, as this server has it.
+  [[nodiscard]] bool Repeats();
+
  private:
   // A held key does not repeat by itself.
   void StopRepeat();

@@ -1,9 +1,11 @@
 // The local user's devices: held back, and left as they are.
 #include <ApplicationServices/ApplicationServices.h>
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <xcb/xcbext.h>
 
 #include <csignal>
 
@@ -12,6 +14,20 @@
 #include "tests/support/VncOutputs.h"
 #include "tests/support/WaitFor.h"
 #include "tests/support/XServer.h"
+
+namespace {
+
+// The extension that the server is to be taken not to have; the servers of today cannot go without.
+std::string missingExtension;
+
+}  // namespace
+
+extern "C" const xcb_query_extension_reply_t* xcb_get_extension_data(xcb_connection_t* x,
+                                                                     xcb_extension_t* extension) {
+  static const auto real =
+      reinterpret_cast<decltype(&xcb_get_extension_data)>(dlsym(RTLD_NEXT, "xcb_get_extension_data"));
+  return extension->name == missingExtension ? nullptr : real(x, extension);
+}
 
 namespace {
 
@@ -104,5 +120,57 @@ TEST(LocalInputTest, AHeldPostedKeyDoesNotRepeatAndLocalOnesDo) {
   EXPECT_EQ(witness.RepeatingKeys(kXvfbKeyboard), local);
   EXPECT_EQ(CGPostKeyboardEvent(0, kA, false), kCGErrorSuccess);
 }
+
+using Kind = test::XServerOptions::Kind;
+
+class RepeatOfAllKeyboardsTest : public testing::TestWithParam<Kind> {};
+
+TEST_P(RepeatOfAllKeyboardsTest, StopsForAHeldKeyAloneAndComesBackAlsoAfterACrash) {
+  constexpr unsigned kCoreKeyboard = 0x100;
+  constexpr CGKeyCode kB = 11;
+  XServer server({.kind = GetParam(), .extra = {"-ardelay", "20", "-arinterval", "5"}});
+  missingExtension = "XInputExtension";
+  test::InputWitness witness;
+  const int before = witness.RepeatingKeys(kCoreKeyboard);
+  const auto expectRepeating = [&](int count) {
+    EXPECT_TRUE(test::WaitFor([&] { return witness.RepeatingKeys(kCoreKeyboard) == count; }))
+        << witness.RepeatingKeys(kCoreKeyboard) << " of " << before;
+  };
+  ASSERT_GT(before, 200);
+
+  test::Pipe ready;
+  const pid_t killed = fork();
+  if (killed == 0) {
+    (void)CGPostKeyboardEvent(0, kB, true);
+    (void)!write(ready.writeEnd.Get(), "y", 1);
+    for (;;) pause();
+  }
+  char go = 0;
+  ASSERT_EQ(read(ready.readEnd.Get(), &go, 1), 1);
+  expectRepeating(before - 1);
+  ASSERT_EQ(kill(killed, SIGKILL), 0);
+  waitpid(killed, nullptr, 0);
+  EXPECT_TRUE(test::WaitFor([&] {  // the server may still be busy with the end of the killed one
+    test::RunInChild([] { (void)CGPostMouseEvent({9, 9}, true, 0, false); });
+    return witness.RepeatingKeys(kCoreKeyboard) == before;
+  }));
+  Type(kB);
+  (void)witness.Await([](const auto& inputs) {
+    return !inputs.empty() && inputs.back().kind == test::SeenInput::Kind::kKeyUp;
+  });
+
+  ASSERT_EQ(CGPostKeyboardEvent(0, kA, true), kCGErrorSuccess);
+  expectRepeating(before - 1);
+  const auto seen =
+      witness.Await([](const auto& inputs) { return inputs.size() > 1; }, std::chrono::milliseconds(300));
+  EXPECT_EQ(seen.size(), 1U);
+  ASSERT_EQ(CGPostKeyboardEvent(0, kA, true), kCGErrorSuccess);
+  expectRepeating(before - 1);
+  ASSERT_EQ(CGPostKeyboardEvent(0, kA, false), kCGErrorSuccess);
+  expectRepeating(before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, RepeatOfAllKeyboardsTest, testing::Values(Kind::kXvfb, Kind::kXvnc),
+                         [](const auto& row) { return row.param == Kind::kXvfb ? "Xvfb" : "Xvnc"; });
 
 }  // namespace
