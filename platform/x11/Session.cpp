@@ -15,8 +15,9 @@ namespace platform::x11 {
 namespace {
 
 constexpr auto kOpenLimit = std::chrono::seconds(5);
-// What exit handlers get for their last requests to a server that answers.
-constexpr int kEndingGraceMs = 500;
+// What exit handlers get for their last requests to a server that answers: there are keys to release and a
+// screen to light, perhaps after a wait of a second or two for one of the process's threads.
+constexpr int kEndingGraceMs = 3000;
 
 bool IsEnding() {
   pollfd ending{EndingFd(), POLLIN, 0};

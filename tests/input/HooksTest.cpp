@@ -6,6 +6,7 @@
 #include "common/KCPrefsRemote.h"
 #include "legacy/RCDisplayManager.h"
 #include "tests/input/InputTest.h"
+#include "tests/platform/x11/GammaWitness.h"
 #include "tests/support/WaitFor.h"
 
 namespace {
@@ -60,20 +61,25 @@ TEST_F(HooksTest, ALockNeedsThePermissionThatHoldsWhenTheViewStarts) {
 }
 
 TEST_F(HooksTest, WithoutItsServiceTheSessionIsTheLocalUsersUntilItComesBack) {
+  const test::GammaWitness screen;
+  screen.Write(test::Line(50000));
+  const auto become = [&](bool locked, bool dark) {
+    return test::WaitFor([&] { return Locked() == locked; }) &&
+           test::WaitFor([&] { return screen.Read() == test::Line(dark ? 0 : 50000); });
+  };
   RCKeyAndMouse input(100ms);
-  const auto become = [&](bool locked) { return test::WaitFor([&] { return Locked() == locked; }); };
   // Never connected: hooks without a view.
-  Start(input, true);
-  EXPECT_TRUE(become(false));
-  for (const bool byConnection : {true, false}) {
+  Start(input, true, true);
+  EXPECT_TRUE(become(false, false));
+  for (const bool blank : {true, false}) {
     input.ServiceConnected();
-    EXPECT_TRUE(become(true)) << "the settings are still there";
+    EXPECT_TRUE(become(true, blank)) << "the settings are still there";
     Hold(input);
     EXPECT_FALSE(test::WaitFor([&] { return witness_.Mask() == 0; }, 300ms)) << "connected";
     input.ServiceDisconnected();
     EXPECT_TRUE(NothingHeld());
-    EXPECT_TRUE(become(false));
-    if (!byConnection) Start(input, true);
+    EXPECT_TRUE(become(false, false));
+    if (blank) Start(input, true);
   }
   // What comes without a connection lasts no longer.
   Hold(input);

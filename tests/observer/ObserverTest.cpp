@@ -21,7 +21,7 @@ std::vector<std::string> FilesBelow(const std::string& root) {
 
 }  // namespace
 
-ObserverTest::ObserverTest() : observer_(OBSERVER_BUNDLE) {
+ObserverTest::ObserverTest(const XServerOptions& server) : server_(server), observer_(OBSERVER_BUNDLE) {
   ASLSetLogFile((clientFolder_ / "client.log").c_str());
 }
 

@@ -14,7 +14,7 @@ namespace test {
 
 class ObserverTest : public testing::Test {
  protected:
-  ObserverTest();
+  explicit ObserverTest(const XServerOptions& server = {});
 
   // Starts the observer and connects the client.
   void StartObserver();
