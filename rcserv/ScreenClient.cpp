@@ -39,12 +39,16 @@ ScreenClient::Answer ScreenClient::Take(const Update& update) {
   return Answer::kChanges;
 }
 
-// What cannot be shown is dropped with its connection; the next request begins with a new screen.
+// What cannot be shown is dropped with its connection.
 ScreenClient::Answer ScreenClient::Take(std::monostate) {
-  connection_.Disconnect();
+  Disconnect();
+  return Answer::kLost;
+}
+
+void ScreenClient::Disconnect() {
+  if (Descriptor() >= 0) connection_.Disconnect();
   pixels_ = {};
   screen_ = {};
-  return Answer::kLost;
 }
 
 Rect ScreenClient::Area() const { return MakeXYWH(0, 0, screen_.width, screen_.height); }

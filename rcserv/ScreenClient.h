@@ -27,6 +27,8 @@ class ScreenClient {
   // Sends a request and waits for its answer, whole seconds. A failure takes the whole time. With a time of 0
   // nothing waits: a caller that has other things to wait for polls the connection, and asks again.
   [[nodiscard]] Answer Ask(uint32_t timeoutMs);
+  // Drops connection and screen, which the next request sets up anew.
+  void Disconnect();
   // The connection's descriptor, readable when an answer came or when it is lost; -1 without one.
   [[nodiscard]] int Descriptor() const { return connection_.Descriptor(); }
 
