@@ -1,27 +1,285 @@
 #include "service/remote/DesktopSession.h"
 
+#include <atomic>
+#include <filesystem>
+#include <thread>
 #include <utility>
+#include <variant>
 
 #include "broker/RootFolder.h"
 #include "common/StCFTypeRef.h"
+#include "platform/ThreadSafety.h"
+#include "service/remote/Audit.h"
+#include "service/remote/CommandQueue.h"
+#include "service/remote/Display.h"
+#include "service/remote/ObserverLife.h"
+#include "service/remote/Preferences.h"
+#include "service/remote/RemotePort.h"
+#include "service/remote/Roster.h"
+#include "service/remote/ScreenPump.h"
+#include "service/remote/SharedScreenLink.h"
+#include "service/remote/SharedScreenSource.h"
+#include "service/remote/UserNotice.h"
 
 namespace remote {
+namespace {
 
-void SettleFolders(const std::string&) {
-  SettleRootFolder(StCFTypeRef<CFURLRef>(CFBundleCopyBundleURL(CFBundleGetMainBundle())));
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+constexpr auto kLookEvery = 100ms;
+
+StCFTypeRef<CFURLRef> MakeFolderUrl(const std::string& path) {
+  return StCFTypeRef<CFURLRef>(CFURLCreateFromFileSystemRepresentation(
+      kCFAllocatorDefault, reinterpret_cast<const UInt8*>(path.data()), static_cast<CFIndex>(path.size()),
+      true));
 }
 
-class DesktopSession::Core {};
+bool CanTryAgain(Phase phase) {
+  return phase == Phase::kFailed || phase == Phase::kNoDisplay || phase == Phase::kRefused ||
+         phase == Phase::kEnded;
+}
 
-DesktopSession::DesktopSession(SessionOptions) : core_(std::make_unique<Core>()) {}
+}  // namespace
+
+void SettleFolders(const std::string& observerPath) {
+  if (observerPath.empty())
+    return SettleRootFolder(StCFTypeRef<CFURLRef>(CFBundleCopyBundleURL(CFBundleGetMainBundle())));
+  const auto bundle = std::filesystem::absolute(observerPath).lexically_normal();
+  SettleRootFolder(MakeFolderUrl(bundle.parent_path()));
+}
+
+// What the viewers' calls, the screen, the message port and the clock bring together. Jobs run on the command
+// thread, and what is theirs has no lock.
+class DesktopSession::Core {
+ public:
+  explicit Core(SessionOptions options)
+      : options_(std::move(options)),
+        roster_(commands_, options_.viewOnly, options_.maxViewers, options_.answerLimit),
+        port_(
+            {.pointer = [this](int x, int y) { roster_.TellPointer(x, y); },
+             .layout = [this](uint8_t layout) { roster_.TellLayout(layout); },
+             .hasSession = [this] { return roster_.State().phase == Phase::kRunning && roster_.Count() > 0; },
+             .restart = [this] { commands_.Post([this] { life_->Restart(); }); },
+             .end = [this] { commands_.Post([this] { Close(EndedByService()); }); }}) {}
+
+  ~Core() { Stop(); }
+
+  std::string Start() {
+    TakePreferences();
+    if (!port_.StartBroker(CFRunLoopGetMain()))
+      return "another service has the message port com.korvane.kvremote";
+    link_ = std::make_unique<SharedScreenLink>();
+    pump_ = std::make_unique<ScreenPump>(std::make_unique<SharedScreenSource>(), PumpEvents());
+    life_ = std::make_unique<ObserverLife>(commands_, roster_, *link_, *pump_);
+    clock_ = std::thread([this] { RunClock(); });
+    return {};
+  }
+
+  void Stop() {
+    {
+      const Locked locked(lock_);
+      stopping_ = true;
+      stopped_.NotifyAll();
+    }
+    if (clock_.joinable()) clock_.join();
+    commands_.Post([this] { notice_.TakeBack(); });
+    if (life_) life_->Stop();
+    if (pump_) pump_->Stop();
+    port_.StopBroker();
+  }
+
+  ViewerId Join(const std::shared_ptr<ViewerChannel>& channel, const std::string& address, bool local) {
+    const ViewerId id = roster_.Join(channel, address);
+    if (id == 0) return 0;
+    pump_->Add(id, channel, local);
+    commands_.Post([this, address] {
+      if (!CanTryAgain(roster_.State().phase)) Open(address);
+    });
+    return id;
+  }
+
+  void Leave(ViewerId viewer) {
+    pump_->Remove(viewer);
+    if (roster_.Leave(viewer) == 0) commands_.Post([this] { NobodyLeft(); });
+  }
+
+  bool TakeText(ViewerId viewer, std::string_view json) {
+    const auto message = ReadPageMessage(json);
+    if (!message) return false;
+    std::visit([this, viewer](const auto& content) { Take(viewer, content); }, *message);
+    return true;
+  }
+
+  bool TakeBinary(ViewerId viewer, std::span<const uint8_t> message) {
+    const auto input = ReadPageInput(message);
+    if (!input) return false;
+    if (const auto* const drawn = std::get_if<Drawn>(&*input))
+      pump_->Drawn(viewer, drawn->number);
+    else if (roster_.Take(viewer, *input))
+      pump_->Poke();
+    return true;
+  }
+
+ private:
+  ScreenPump::Events PumpEvents() {
+    return {.up = [this](unsigned watch) { commands_.Post([this, watch] { life_->Up(watch); }); },
+            .lost =
+                [this](unsigned watch) {
+                  // Before the job, which would wait behind a command that waits for the observer.
+                  link_->Interrupt();
+                  commands_.Post([this, watch] { life_->Lost(watch); });
+                },
+            .screen = [this](ScreenSource::Origin corner) { roster_.SetCorner(corner); }};
+  }
+
+  void Take(ViewerId viewer, const WantControl& message) { roster_.Take(viewer, message); }
+  void Take(ViewerId viewer, const AnswerRequest& message) { roster_.Take(viewer, message); }
+  void Take(ViewerId viewer, const AskSettings& message) { roster_.Take(viewer, message); }
+  void Take(ViewerId viewer, const ShowMonitor& message) { pump_->Show(viewer, message.id); }
+  void Take(ViewerId viewer, const Refresh&) { pump_->Refresh(viewer); }
+  void Take(ViewerId viewer, const Ping& message) { roster_.Answer(viewer, message); }
+  void Take(ViewerId, const Retry&) {
+    commands_.Post([this] {
+      if (CanTryAgain(roster_.State().phase)) Open("a viewer");
+    });
+  }
+
+  // ---- jobs
+
+  // The way to a session: what the settings say, a display, the user's permission.
+  void Open(const std::string& address) {
+    lingerUntil_.reset();
+    if (life_->Begun() || asking_ || roster_.Count() == 0) return;
+    const Preferences preferences = TakePreferences();
+    if (!preferences.session) return Refuse(RefusedBySettings());
+    roster_.SetState(Starting());
+    if (const std::string why = WhyNoDisplay(); !why.empty()) return roster_.SetState(NoDisplay(why));
+    if (!preferences.ask) return Admit(address, preferences.notify);
+
+    asking_ = true;
+    roster_.SetState(Waiting());
+    Audit("the user is asked whether a viewer from %s may see and control the desktop", address.c_str());
+    notice_.Ask("A viewer from " + address + " wants to see and control this desktop. Do you allow it?",
+                options_.answerLimit, [this, address](UserNotice::Answer answer) {
+                  commands_.Post([this, address, answer] { TakeUsersAnswer(answer, address); });
+                });
+  }
+
+  void TakeUsersAnswer(UserNotice::Answer answer, const std::string& address) {
+    if (!std::exchange(asking_, false)) return;
+    if (roster_.Count() == 0) return roster_.SetState(Starting());
+    if (answer == UserNotice::Answer::kAllowed) {
+      const Preferences preferences = TakePreferences();
+      if (!preferences.session) return Refuse(RefusedBySettings());
+      Audit("the user has allowed it");
+      return Admit(address, preferences.notify);
+    }
+    Refuse(answer == UserNotice::Answer::kRefused ? RefusedByUser() : CannotAskUser());
+  }
+
+  void Admit(const std::string& address, bool notify) {
+    if (notify) UserNotice::Show("A viewer from " + address + " sees this desktop.");
+    life_->Begin();
+  }
+
+  void Refuse(const SessionState& state) {
+    Audit("session refused: %s", state.text.c_str());
+    Close(state);
+  }
+
+  void Close(const SessionState& state) {
+    notice_.TakeBack();
+    asking_ = false;
+    roster_.EndControl();
+    life_->End(state);
+  }
+
+  void NobodyLeft() {
+    if (roster_.Count() != 0) return;
+    if (life_->Begun())
+      lingerUntil_ = Clock::now() + options_.linger;
+    else
+      Close(Starting());
+  }
+
+  // ---- the clock
+
+  void RunClock() {
+    auto nextPreferences = Clock::now() + options_.preferencesEvery;
+    const Locked locked(lock_);
+    while (!stopping_) {
+      if (stopped_.WaitUntil(lock_, Clock::now() + kLookEvery)) continue;
+      const auto now = Clock::now();
+      roster_.ExpireRequests(now);
+      const bool readPreferences = now >= nextPreferences;
+      if (readPreferences) nextPreferences = now + options_.preferencesEvery;
+      commands_.Post([this, readPreferences] { Look(readPreferences); });
+    }
+  }
+
+  void Look(bool readPreferences) {
+    const auto now = Clock::now();
+    if (lingerUntil_ && now >= *lingerUntil_) {
+      lingerUntil_.reset();
+      if (roster_.Count() == 0) Close(Starting());
+    }
+    if (readPreferences && roster_.Count() > 0) {
+      const Preferences preferences = TakePreferences();
+      if (!preferences.session && (life_->Begun() || asking_)) Refuse(RefusedBySettings());
+    }
+    const auto limit = options_.idle.value_or(idlePreference_);
+    const auto idle = roster_.IdleTime(now);
+    if (limit > 0ms && idle && *idle >= limit) {
+      Audit("nobody has done anything for too long");
+      Close(Idle());
+    }
+  }
+
+  Preferences TakePreferences() {
+    const Preferences preferences = ReadPreferences();
+    Permissions permissions = preferences.permissions;
+    if (options_.viewOnly) permissions = {};
+    roster_.SetPermissions(permissions);
+    idlePreference_ = preferences.idle;
+    return preferences;
+  }
+
+  const SessionOptions options_;
+  CommandQueue commands_;
+  Roster roster_;
+  RemotePort port_;
+  std::unique_ptr<ObserverLink> link_;
+  std::unique_ptr<ScreenPump> pump_;
+  std::unique_ptr<ObserverLife> life_;
+
+  // The jobs'.
+  UserNotice notice_;
+  bool asking_ = false;
+  std::optional<Clock::time_point> lingerUntil_;
+  std::chrono::milliseconds idlePreference_{};
+
+  Lock lock_;
+  Condition stopped_;
+  bool stopping_ GUARDED_BY(lock_) = false;
+  std::thread clock_;
+};
+
+DesktopSession::DesktopSession(SessionOptions options) : core_(std::make_unique<Core>(std::move(options))) {}
 DesktopSession::~DesktopSession() = default;
 
-std::string DesktopSession::Start() { return {}; }
-void DesktopSession::Stop() {}
+std::string DesktopSession::Start() { return core_->Start(); }
+void DesktopSession::Stop() { core_->Stop(); }
 
-ViewerId DesktopSession::Join(std::shared_ptr<ViewerChannel>, std::string, bool) { return 1; }
-void DesktopSession::Leave(ViewerId) {}
-bool DesktopSession::TakeText(ViewerId, std::string_view) { return true; }
-bool DesktopSession::TakeBinary(ViewerId, std::span<const uint8_t>) { return true; }
+ViewerId DesktopSession::Join(std::shared_ptr<ViewerChannel> channel, std::string address, bool local) {
+  return core_->Join(channel, address, local);
+}
+void DesktopSession::Leave(ViewerId viewer) { core_->Leave(viewer); }
+bool DesktopSession::TakeText(ViewerId viewer, std::string_view json) {
+  return core_->TakeText(viewer, json);
+}
+bool DesktopSession::TakeBinary(ViewerId viewer, std::span<const uint8_t> message) {
+  return core_->TakeBinary(viewer, message);
+}
 
 }  // namespace remote

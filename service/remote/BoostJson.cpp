@@ -1,0 +1,2 @@
+// The JSON library, compiled here once: its own binary is no dependency.
+#include <boost/json/src.hpp>
