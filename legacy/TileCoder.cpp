@@ -1,7 +1,9 @@
 #include "legacy/TileCoder.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <utility>
 
 namespace tiles {
 namespace {
@@ -12,17 +14,17 @@ constexpr uint16_t kShortestRun = 3;  // less than these are written one by one
 // The end of a run stands before the record of the tile that ends it.
 constexpr size_t kLongestTile = kRecordLength[kUnchangedRun16] + kLongestRecord;
 
+// Of a row. They are read twice, the second time from the first cache.
+constexpr size_t kTilesAtOnce = 16;
+
 }  // namespace
 
 std::span<const uint8_t> TileCoder::Encode(const TileFrame& frame, const Places& placesOfRow) {
   Start(frame);
   const size_t rowPixels = static_cast<size_t>(frame.across) * kTileSide;
   for (int row = 0; row < frame.down; ++row) {
-    const std::span<uint64_t> places = placesOfRow(row);
-    const uint16_t* source = frame.pixels + static_cast<size_t>(row) * kTileSide * rowPixels;
-    for (size_t column = 0; column < static_cast<size_t>(frame.across); ++column, source += kTileSide) {
-      EncodeTile(source, frame, column < places.size() ? &places[column] : nullptr);
-    }
+    const uint16_t* corner = frame.pixels + static_cast<size_t>(row) * kTileSide * rowPixels;
+    EncodeRow({corner, rowPixels, frame.reductionMask}, static_cast<size_t>(frame.across), placesOfRow(row));
   }
   EndCurrentRunAppendingToStream();
   return {bytes_.get(), end_};
@@ -40,29 +42,36 @@ void TileCoder::Start(const TileFrame& frame) {
   end_ = bytes_.get();
 }
 
-void TileCoder::EncodeTile(const uint16_t* source, const TileFrame& frame, uint64_t* place) {
-  TilePixels tile;
-  const ReadResult read =
-      kernel_.readTile(source, static_cast<size_t>(frame.across) * kTileSide, frame.reductionMask, tile);
-  if (place != nullptr) {
-    if (*place == read.checksum) return AddUnchanged();
-    *place = read.checksum;
+void TileCoder::EncodeRow(const TileSource& first, size_t across, std::span<uint64_t> places) {
+  std::array<uint32_t, kTilesAtOnce> checksums;
+  for (size_t begin = 0; begin < across; begin += kTilesAtOnce) {
+    const size_t end = std::min(begin + kTilesAtOnce, across);
+    kernel_.sumTiles(first.Neighbour(begin), std::span(checksums).first(end - begin));
+    for (size_t i = begin; i < end; ++i) {
+      const uint32_t checksum = checksums[i - begin];
+      if (i < places.size() && std::exchange(places[i], checksum) == checksum) {
+        AddUnchanged();
+      } else {
+        EncodeTile(first.Neighbour(i));
+      }
+    }
   }
-  if (read.oneColour) return AddOneColour(tile.pixels[0]);
-  const TileColours colours = kernel_.findColours(tile);
-  colours.kind == kTwoColours ? AddTwoColours(colours) : AddManyColours(tile);
 }
 
-void TileCoder::AppendToStream(Kind kind, std::initializer_list<uint16_t> numbers, const void* body,
-                               size_t length) {
+void TileCoder::EncodeTile(const TileSource& tile) {
+  TileColours colours;
+  const Kind kind = kernel_.findColours(tile, colours);
+  if (kind == kOneColour) return AddOneColour(colours.first);
+  if (kind == kTwoColours) return AddTwoColours(tile, colours.second, colours.first);
+  AddManyColours(tile);
+}
+
+void TileCoder::AppendToStream(Kind kind, std::initializer_list<uint16_t> numbers) {
   *end_++ = kind;
   for (const uint16_t number : numbers) {
     std::memcpy(end_, &number, sizeof number);
     end_ += sizeof number;
   }
-  if (length == 0) return;
-  std::memcpy(end_, body, length);
-  end_ += length;
 }
 
 // ---- runs
@@ -116,39 +125,33 @@ void TileCoder::AddUnchanged() {
   StartRun(kUnchangedRun8, kUnchanged, 1);
 }
 
-void TileCoder::AddManyColours(const TilePixels& tile) {
+void TileCoder::AddManyColours(const TileSource& tile) {
   EndCurrentRunAppendingToStream();
   EndRunForGood();
-  AppendToStream(kManyColours, {}, tile.pixels.data(), kTileBytes);
+  AppendToStream(kManyColours);
+  kernel_.copyPixels(tile, end_);
+  end_ += kTileBytes;
 }
 
-void TileCoder::AddTwoColours(const TileColours& colours) {
+// The set bits of the mask are L's, as the record leaves it.
+void TileCoder::AddTwoColours(const TileSource& tile, uint16_t a, uint16_t b) {
   EndCurrentRunAppendingToStream();
   EndRunForGood();
-  const uint16_t a = colours.second;
-  const uint16_t b = colours.first;
-  const auto append = [this, &colours](Kind kind, std::initializer_list<uint16_t> numbers) {
-    AppendToStream(kind, numbers, colours.mask.data(), kMaskBytes);
-  };
-  if (last_.Is(b)) {
-    if (second_.Is(a)) return append(kMaskOnly, {});
-    append(kNewSecondAndMask, {a});
+  if ((last_.Is(b) && second_.Is(a)) || (last_.Is(a) && second_.Is(b))) {
+    AppendToStream(kMaskOnly);
+  } else if (last_.Is(b)) {
+    AppendToStream(kNewSecondAndMask, {a});
     second_.Set(a);
-  } else if (second_.Is(b) && last_.Is(a)) {
-    // The colours have changed their parts, and so do the bits.
-    std::array<uint16_t, kTileSide> inverted;
-    std::transform(colours.mask.begin(), colours.mask.end(), inverted.begin(),
-                   [](uint16_t bits) { return static_cast<uint16_t>(~bits); });
-    AppendToStream(kMaskOnly, {}, inverted.data(), kMaskBytes);
-  } else {
-    if (second_.Is(a)) {
-      append(kNewLastAndMask, {b});
-    } else {
-      append(kTwoColours, {a, b});
-      second_.Set(a);
-    }
+  } else if (second_.Is(a)) {
+    AppendToStream(kNewLastAndMask, {b});
     last_.Set(b);
+  } else {
+    AppendToStream(kTwoColours, {a, b});
+    last_.Set(b);
+    second_.Set(a);
   }
+  kernel_.writeMask(tile, last_.colour, end_);
+  end_ += kMaskBytes;
 }
 
 }  // namespace tiles

@@ -37,11 +37,11 @@ class TileCoder {
 
  private:
   void Start(const TileFrame& frame);
-  void EncodeTile(const uint16_t* source, const TileFrame& frame, uint64_t* place);
+  void EncodeRow(const TileSource& first, size_t across, std::span<uint64_t> places);
+  void EncodeTile(const TileSource& tile);
 
-  // At most a whole record with `length` bytes behind its kind and up to two numbers.
-  void AppendToStream(Kind kind, std::initializer_list<uint16_t> numbers = {}, const void* body = nullptr,
-                      size_t length = 0);
+  // Of a record with a mask or pixels, all that stands before them.
+  void AppendToStream(Kind kind, std::initializer_list<uint16_t> numbers = {});
 
   void EndCurrentRunAppendingToStream();
   void StartRun(Kind kind, Kind repeated, uint16_t count);
@@ -51,8 +51,8 @@ class TileCoder {
 
   void AddOneColour(uint16_t colour);
   void AddUnchanged();
-  void AddTwoColours(const TileColours& colours);
-  void AddManyColours(const TilePixels& tile);
+  void AddTwoColours(const TileSource& tile, uint16_t a, uint16_t b);
+  void AddManyColours(const TileSource& tile);
 
   const Kernel kernel_;
 

@@ -1,4 +1,4 @@
-// The pixels of one tile: read once, summed, and told apart by how many colours they have.
+// The pixels of tiles as they lie in a frame: summed, told apart by how many colours they have, and copied.
 #pragma once
 #include <array>
 #include <cstddef>
@@ -9,38 +9,46 @@
 
 namespace tiles {
 
-// In the byte order of the stream, row by row.
-struct alignas(32) TilePixels {
-  std::array<uint16_t, kTilePixels> pixels;
+// A tile within 16-bit pixels in host order. Each pixel gets the bits of `reductionMask`, then its two bytes
+// are exchanged: what follows speaks of the result.
+struct TileSource {
+  const uint16_t* corner;
+  size_t rowPixels;
+  uint16_t reductionMask;
+
+  [[nodiscard]] const uint16_t* Row(int row) const { return corner + static_cast<size_t>(row) * rowPixels; }
+  // In host order.
+  [[nodiscard]] uint16_t Pixel(int row, int column) const {
+    return static_cast<uint16_t>(Row(row)[column] | reductionMask);
+  }
+  // So many tiles to the right.
+  [[nodiscard]] TileSource Neighbour(size_t distance) const {
+    return {corner + distance * kTileSide, rowPixels, reductionMask};
+  }
 };
 
 struct TileColours {
-  Kind kind;                             // kOneColour, kTwoColours, kManyColours
-  uint16_t first;                        // the first pixel's; with two colours the stream calls it B
-  uint16_t second;                       // the first other one, which the stream calls A; of two colours only
-  std::array<uint16_t, kTileSide> mask;  // of two colours only; set bit: `first`
+  uint16_t first;   // the first pixel's; with two colours the stream calls it B
+  uint16_t second;  // of two colours only: the other one, which the stream calls A
 };
 
 // Checksum of a reflected CRC-32 (polynomial 0xEDB88320) without inversions; `start` for no bytes.
 [[nodiscard]] uint32_t CRC32(const void* bytes, size_t length, uint32_t start);
 
-// The checksum of a tile of one colour, given as the stream has it.
-[[nodiscard]] uint32_t OneColourChecksum(uint16_t colour);
-
-struct ReadResult {
-  uint32_t checksum;  // of the tile's bytes
-  bool oneColour;     // then only the first pixel was written
-};
-
 struct Kernel {
   const char* name;
 
-  // Copies a tile from 16-bit pixels in host order, `rowPixels` a row: each gets the bits of `reductionMask`,
-  // then its two bytes are exchanged.
-  ReadResult (*readTile)(const uint16_t* source, size_t rowPixels, uint16_t reductionMask, TilePixels& tile);
+  // Of the tile and of those to the right of it.
+  void (*sumTiles)(const TileSource& first, std::span<uint32_t> checksums);
 
-  // Of a tile of more than one colour.
-  TileColours (*findColours)(const TilePixels& tile);
+  // Returns kOneColour, kTwoColours, or kManyColours, which leaves the colours open.
+  Kind (*findColours)(const TileSource& tile, TileColours& colours);
+
+  // kMaskBytes; set bits: pixels of that colour.
+  void (*writeMask)(const TileSource& tile, uint16_t colour, uint8_t* to);
+
+  // kTileBytes, row by row.
+  void (*copyPixels)(const TileSource& tile, uint8_t* to);
 };
 
 // Those that this processor can run; all do the same, the last one is the fastest.
