@@ -56,8 +56,8 @@ void PendingArea::Add(const Rect& changed, Clock::time_point now) {
 
 double PendingArea::Priority(const Tile& tile, Clock::time_point now) const {
   constexpr double kPatience = 0.1;  // s
-  const double often = tile.changesPerSecond * std::exp(-Seconds(now - tile.changed));
-  return (kPatience + Seconds(now - tile.since)) / (1 + often);
+  const double often = 1 + tile.changesPerSecond * std::exp(-Seconds(now - tile.changed));
+  return (kPatience + Seconds(now - tile.since)) / (often * often);
 }
 
 void PendingArea::TakeTile(Tile& tile, std::vector<Rect>& taken) {

@@ -29,7 +29,7 @@ class PendingArea {
  private:
   struct Tile {
     rcserv::Rect pending;
-    Clock::time_point since;     // pending; of the last change otherwise
+    Clock::time_point since;     // it is pending
     Clock::time_point changed;   // last
     float changesPerSecond = 0;  // at that time; it decays
   };

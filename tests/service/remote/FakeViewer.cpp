@@ -4,6 +4,7 @@
 #include <libdeflate.h>
 
 #include <boost/json.hpp>
+#include <chrono>
 #include <cstring>
 #include <map>
 #include <optional>
@@ -21,6 +22,7 @@ class FakeViewer::Channel : public remote::ViewerChannel {
     const Locked locked(lock_);
     EXPECT_FALSE(update_) << "an update before the last one was drawn";
     update_ = std::move(message);
+    sent_ = std::chrono::steady_clock::now();
   }
   void Close(uint16_t code, std::string) override {
     const Locked locked(lock_);
@@ -39,6 +41,10 @@ class FakeViewer::Channel : public remote::ViewerChannel {
     const Locked locked(lock_);
     return update_;
   }
+  [[nodiscard]] double SecondsOnTheWay() {
+    const Locked locked(lock_);
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - sent_).count();
+  }
   void Drawn() {
     const Locked locked(lock_);
     update_.reset();
@@ -52,6 +58,7 @@ class FakeViewer::Channel : public remote::ViewerChannel {
   Lock lock_;
   std::map<std::string, std::string> texts_ GUARDED_BY(lock_);
   std::optional<std::vector<uint8_t>> update_ GUARDED_BY(lock_);
+  std::chrono::steady_clock::time_point sent_ GUARDED_BY(lock_);
   int closeCode_ GUARDED_BY(lock_) = 0;
 };
 
@@ -89,6 +96,7 @@ void FakeViewer::Character(char character, bool pressed) {
 void FakeViewer::Work() {
   const auto message = channel_->Update();
   if (!message || holdAnswers_ || left_) return;
+  if (channel_->SecondsOnTheWay() * bytesPerSecond_ < static_cast<double>(message->size())) return;
   TakeScreen();
   Draw(*message);
   channel_->Drawn();

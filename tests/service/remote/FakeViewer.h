@@ -30,6 +30,8 @@ class FakeViewer {
   // Draws what has come, and says so, unless it holds its answers back.
   void Work();
   void HoldAnswers(bool hold) { holdAnswers_ = hold; }
+  // As if every update came over such a link.
+  void SetBytesPerSecond(double rate) { bytesPerSecond_ = rate; }
 
   [[nodiscard]] bool Say(const std::string& json) { return hub_.TakeText(id_, json); }
   [[nodiscard]] bool Send(const std::vector<uint8_t>& bytes) { return hub_.TakeBinary(id_, bytes); }
@@ -68,6 +70,7 @@ class FakeViewer {
   remote::ViewerId id_ = 0;
   bool left_ = false;
   bool holdAnswers_ = false;
+  double bytesPerSecond_ = 1e12;
   uint32_t screen_ = 0;
   uint32_t number_ = 0;
   int width_ = 0, height_ = 0;
