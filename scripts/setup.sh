@@ -6,7 +6,8 @@ fail() {
   exit 1
 }
 
-# install_packages GROUP...: installs the packages of scripts/packages.txt in these groups that are missing.
+# install_packages GROUP...: installs the packages of scripts/packages.txt in these groups that are missing. One whose
+# command is there is not missing: it came from elsewhere, and Debian's might not go with it.
 install_packages() {
   command -v dpkg-query >/dev/null || fail "this is no Debian system: install what scripts/packages.txt names by hand"
   local wanted missing as_root
@@ -14,7 +15,8 @@ install_packages() {
   # shellcheck disable=SC2086
   missing=$(comm -23 <(printf '%s\n' $wanted) \
     <(dpkg-query -W -f='${binary:Package} ${db:Status-Status}\n' |
-      awk '$2 == "installed" { sub(/:.*/, "", $1); print $1 }' | sort -u))
+      awk '$2 == "installed" { sub(/:.*/, "", $1); print $1 }' | sort -u) |
+    while read -r package; do command -v "$package" >/dev/null || echo "$package"; done)
   [ -n "$missing" ] || return 0
 
   as_root=''
