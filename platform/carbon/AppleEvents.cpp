@@ -14,6 +14,8 @@ namespace platform::carbon {
 namespace {
 
 struct Handler {
+  Handler(AEEventHandlerUPP called, SRefCon context) : function(called), refcon(context) {}
+
   AEEventHandlerUPP function;
   SRefCon refcon;
   Callout callout = {};
