@@ -174,9 +174,9 @@ TEST_F(DragTest, AWindowGoesWhereTheViewerDragsIt) {
   StartObserver();
   StartView();
   constexpr int kMove = 1, kLeftDown = 2, kLeftUp = 4;
-  const auto [x, y] = window.Place();
+  const int x = window.Place().first, y = window.Place().second;
   // A hand moves many times: the manager begins to follow after the first one that it sees.
-  const auto follows = [&, x = x, y = y](int right, int lower) {
+  const auto follows = [&](int right, int lower) {
     return WaitFor([&] {
       Mouse(kMove, x + 100 + right, y - 8 + lower);
       return window.Place() == std::pair(x + right, y + lower);
