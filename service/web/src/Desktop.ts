@@ -6,7 +6,13 @@ export class Desktop {
   private readonly worker = new Worker('/worker.js', { type: 'module' });
   private pictureWanted: ((picture: Blob | null) => void) | null = null;
 
+  // `listener` is called later.
   constructor(canvas: HTMLCanvasElement, listener: (message: FromWorker) => void) {
+    this.worker.onerror = () => listener({ from: 'link', state: { link: 'unsupported' } });
+    if (!('transferControlToOffscreen' in canvas) || typeof DecompressionStream === 'undefined') {
+      queueMicrotask(() => listener({ from: 'link', state: { link: 'unsupported' } }));
+      return;
+    }
     this.worker.onmessage = ({ data }: MessageEvent<FromWorker>) => {
       if (data.from === 'picture') this.pictureWanted?.(data.picture);
       else listener(data);

@@ -63,6 +63,13 @@ export function overlayContent(link: LinkState, state: State | null): OverlayCon
         busy: false,
         action: 'reconnect',
       };
+    case 'unsupported':
+      return {
+        title: 'This browser is too old',
+        text: 'It cannot draw in the background or inflate data. Any browser of the last two years can.',
+        busy: false,
+        action: null,
+      };
     case 'open':
       break;
   }

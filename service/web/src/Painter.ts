@@ -35,10 +35,10 @@ export class Painter {
     this.pixels = new Uint32Array(this.image.data.buffer);
   }
 
-  // `inflated`: the pixels of the compressed rectangles. False when the update is of another screen.
-  // Throws when a rectangle does not lie on the screen; nothing has been drawn then.
-  draw(update: Update, inflated: Uint16Array): boolean {
-    if (update.screen !== this.screen) return false;
+  // `inflated`: the pixels of the compressed rectangles. An update of another screen is left out. Throws when a
+  // rectangle does not lie on the screen; nothing has been drawn then.
+  draw(update: Update, inflated: Uint16Array): void {
+    if (update.screen !== this.screen) return;
     for (const { left, top, width, height } of update.rectangles)
       if (left + width > this.image.width || top + height > this.image.height)
         throw new Error('a rectangle lies outside the screen');
@@ -59,7 +59,6 @@ export class Painter {
       const { left, top, width, height } = rectangle;
       this.context.putImageData(this.image, 0, 0, left, top, width, height);
     }
-    return true;
   }
 
   takePicture(): Promise<Blob> {

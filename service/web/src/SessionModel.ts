@@ -11,7 +11,7 @@ export class SessionModel {
   control: Control | null = null;
   state: State | null = null;
   screen: Screen | null = null;
-  // null for all; kept over connections and screens as long as there is such a monitor.
+  // null for all.
   chosenMonitor: number | null = null;
   private asking = false;
   // The person wants to watch, whatever the service grants.
@@ -38,7 +38,6 @@ export class SessionModel {
         break;
       case 'screen':
         this.screen = message;
-        if (this.monitor === null) this.chosenMonitor = null;
         break;
     }
   }

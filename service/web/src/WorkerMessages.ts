@@ -9,7 +9,9 @@ export type LinkState =
   // Does not try again by itself.
   | { link: 'unreachable' }
   | { link: 'signed-out' }
-  | { link: 'closed'; reason: string };
+  | { link: 'closed'; reason: string }
+  // The browser lacks what the page needs.
+  | { link: 'unsupported' };
 
 export interface Traffic {
   // Of the last second.
@@ -31,6 +33,5 @@ export type ToWorker =
 export type FromWorker =
   | { from: 'link'; state: LinkState }
   | { from: 'message'; message: ServiceMessage }
-  | { from: 'drawn' }
   | { from: 'traffic'; traffic: Traffic }
   | { from: 'picture'; picture: Blob | null };

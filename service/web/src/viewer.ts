@@ -126,7 +126,8 @@ class Viewer {
         this.showState();
         break;
       case 'screen':
-        this.showScreen();
+        if (this.model.monitor === null && this.model.chosenMonitor !== null) this.chooseMonitor(null);
+        else this.showScreen();
         break;
       case 'layout':
         this.typist.setLayout(message.layout);

@@ -76,7 +76,7 @@ class Session {
         update.compressed === null
           ? new Uint16Array()
           : await inflatePixels(update.compressed, update.compressedPixels);
-      if (this.painter.draw(update, inflated)) tell({ from: 'drawn' });
+      this.painter.draw(update, inflated);
       this.pacer.pass(() => this.link.send(drawnRecord(update.number) as Uint8Array<ArrayBuffer>));
     } catch (error) {
       // The picture is in doubt: a new connection brings all of it again.

@@ -23,11 +23,10 @@ test('the page shows the desktop pixel for pixel, and follows it', async () => {
     await waitFor('a plain ground', same);
     desktop.start('xclock', '-geometry', '101x97+5+480');
     await waitFor('another window', same);
-    const ico = desktop.start('timeout', '2', 'ico', '-geometry', '400x400+200+100', '-sleep', '0.01');
+    desktop.start('timeout', '2', 'ico', '-geometry', '400x400+200+100', '-sleep', '0.01');
     desktop.run('sleep', '1');
     desktop.run('xrefresh');
     await waitFor('the end of the movement', same);
-    assert.equal(typeof ico.output, 'string');
 
     const download = page.browserPage.waitForEvent('download');
     await page.browserPage.click('#picture');
@@ -36,6 +35,17 @@ test('the page shows the desktop pixel for pixel, and follows it', async () => {
       assertSame(await page.decode(readFileSync(saved)), desktop.picture());
       return true;
     });
+
+    const recording = page.browserPage.waitForEvent('download');
+    await page.browserPage.click('#record');
+    desktop.run('xrefresh');
+    await waitFor('the recording', () => page.isPressed('record'));
+    await page.browserPage.click('#record');
+    assert.equal(
+      readFileSync(await (await recording).path()).readUInt32BE(0),
+      0x1a45dfa3,
+      'the mark of WebM',
+    );
   } finally {
     await browser.close();
     await desktop.end();

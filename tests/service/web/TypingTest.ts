@@ -6,16 +6,19 @@ import { Page, startBrowser } from './Page.js';
 
 const kAscii = Array.from({ length: 95 }, (_, i) => String.fromCharCode(32 + i)).join('');
 
-// `pasted` besides ASCII, and what a person with that keyboard types.
+// `composed` is what an input method makes, `pasted` comes besides ASCII, `keys` are what a person with that keyboard
+// presses.
 const kLayouts: {
   layout: string;
+  composed: string;
   pasted: string;
   missing: string;
   keys: { key: string; code: string; altGr?: boolean; arrives: string }[];
 }[] = [
-  { layout: 'us', pasted: '', missing: 'é', keys: [] },
+  { layout: 'us', composed: 'ok', pasted: '', missing: 'é', keys: [] },
   {
     layout: 'fr',
+    composed: 'ê',
     pasted: 'Déjà vu : ça coûte 3 €, naïf',
     missing: 'ß',
     keys: [
@@ -26,6 +29,7 @@ const kLayouts: {
   },
   {
     layout: 'de',
+    composed: 'ô',
     pasted: 'Grüße, Änderung für 3 € & á',
     missing: 'ñ',
     keys: [
@@ -38,7 +42,7 @@ const kLayouts: {
   },
 ];
 
-for (const { layout, pasted, missing, keys } of kLayouts)
+for (const { layout, composed, pasted, missing, keys } of kLayouts)
   test(`typed and pasted text arrives in layout ${layout}`, async () => {
     const desktop = await Desktop.start(layout);
     const browser = await startBrowser();
@@ -59,6 +63,8 @@ for (const { layout, pasted, missing, keys } of kLayouts)
       await arrives('\r');
       await page.browserPage.keyboard.press('Control+a');
       await arrives('\u0001');
+      await page.browserPage.keyboard.insertText(composed);
+      await arrives(composed);
       for (const { key, code, altGr = false, arrives: text } of keys) {
         await page.browserPage.evaluate(
           ({ key, code, altGr }) => {
