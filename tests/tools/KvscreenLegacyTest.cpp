@@ -132,7 +132,7 @@ class ScriptedObserver : public RCZmqBrokerServerBase {
   std::atomic<int> ends_{0};
 };
 
-TEST_F(KvscreenLegacyTest, DisplaysOfTwoSizesAreWaitedForAndStrangeMessagesAreCounted) {
+TEST_F(KvscreenLegacyTest, SixBitsOfGreenAreShownAndStrangeMessagesCounted) {
   ScriptedObserver observer("ipc://" + observer_.EndpointPath());
   tiles::SendDesktop(48, 32, 16, tiles::kPixels565, observer.Sender());
   tiles::SendFrame(0, 0, 31, 31, 1, Bytes{1, 0xF8, 0x00, 0, 8, 2}, observer.Sender());
