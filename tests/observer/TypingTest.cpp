@@ -5,8 +5,8 @@
 
 namespace {
 
-constexpr char kNoKey = 0, kSpace = 0x20, kF1 = 0x70, kLeftShift = '\xA0', kRightShift = '\xA1',
-               kRightAlt = '\xA5';
+constexpr char kNoKey = 0, kCapsLock = 0x14, kSpace = 0x20, kF1 = 0x70, kLeftShift = '\xA0',
+               kRightShift = '\xA1', kRightAlt = '\xA5';
 
 class TypingTest : public test::ObserverTest {
  protected:
@@ -58,6 +58,12 @@ TEST_F(TypingTest, EveryCharacterArrivesInTheLayoutThatTheViewStartsWith) {
       Key(kRightAlt, false);
       Press(kF1);
       EXPECT_EQ(witness_.TextUpTo("F1"), layout.withRightAlt) << layout.command.back();
+      Press(kCapsLock);
+      for (const char character : {'x', '5'}) Type(character, false);
+      Press(kCapsLock);
+      Type('x', false);
+      Press(kF1);
+      EXPECT_EQ(witness_.TextUpTo("F1"), "X5x") << layout.command.back() << ": the viewer's Caps Lock";
       EXPECT_EQ(witness_.Mask() & 3U, localCapsLock ? 2U : 0U) << "Shift and the lock are as they were";
     }
   }
