@@ -1,0 +1,67 @@
+// kvnotify as a process on a real display, answered as a user does it.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include "tests/support/ChildProcess.h"
+#include "tests/support/WaitFor.h"
+#include "tests/support/XServer.h"
+
+namespace {
+
+using Command = std::vector<std::string>;
+
+int StatusOf(const Command& command) { return test::WaitForChild(test::Spawn(command)); }
+
+// Does it again until the program has ended, for it is deaf at first; gives its exit status.
+int AnswerUntilItEnds(pid_t program, const test::XServer& server, const Command& answer) {
+  int status = 0;
+  const auto ended = [&] {
+    EXPECT_EQ(server.Run(answer), 0);
+    return waitpid(program, &status, WNOHANG) == program;
+  };
+  EXPECT_TRUE(test::WaitFor(ended));
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// A button of a question of one line.
+Command Click(const char* x) {
+  return {"sh", "-c",
+          std::string("window=$(xdotool search --class Kvnotify | tail -n 1) && xdotool mousemove --window "
+                      "\"$window\" ") +
+              x + " 78 click 1 || true"};
+}
+
+TEST(KvnotifyTest, TheUsersAnswerIsTheExitStatus) {
+  const test::XServer server;
+  const struct {
+    const char* kind;
+    Command answer;
+    int status;
+  } cases[] = {{"--ask", Click("340"), 0},
+               {"--ask", Click("220"), 1},
+               {"--ask", {"xdotool", "key", "Escape"}, 1},
+               {"--ask", {"xdotool", "key", "Return"}, 1},  // Refuse has the focus
+               {"--notice", Click("10"), 0}};
+  for (const auto& test : cases) {
+    const pid_t program = test::Spawn({KVNOTIFY, test.kind, "May I?", "--seconds", "60"});
+    EXPECT_EQ(AnswerUntilItEnds(program, server, test.answer), test.status)
+        << test.kind << " " << test.answer.back();
+  }
+}
+
+TEST(KvnotifyTest, EverythingElseIsNoConsent) {
+  test::XServer server;
+  EXPECT_EQ(StatusOf({KVNOTIFY, "--ask", "May I?", "--seconds", "1"}), 1);
+  EXPECT_EQ(StatusOf({KVNOTIFY, "--ask", "broken \xff text", "--seconds", "1"}), 1);
+  for (const Command& wrong :
+       {Command{KVNOTIFY}, {KVNOTIFY, "--ask", ""}, {KVNOTIFY, "--ask", "a", "--seconds", "x"}})
+    EXPECT_EQ(StatusOf(wrong), 2);
+
+  const pid_t program = test::Spawn({KVNOTIFY, "--ask", "May I?", "--seconds", "60"});
+  EXPECT_EQ(server.Run({"xdotool", "search", "--sync", "--class", "Kvnotify"}), 0);
+  server.Kill();
+  EXPECT_EQ(test::WaitForChild(program), 1);
+  EXPECT_EQ(StatusOf({KVNOTIFY, "--ask", "May I?"}), 3);
+}
+
+}  // namespace

@@ -1,0 +1,23 @@
+// A window on the session's display that tells the user something, or asks.
+#pragma once
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace tools {
+
+enum class NoticeKind {
+  kNotice,   // goes away by itself, or by a click
+  kQuestion  // "Allow" and "Refuse"
+};
+
+// Shows the text (UTF-8; what is no UTF-8 is replaced) and waits for the user, or for the time to pass. True
+// when a question was allowed; every other end is a no, closing the window and a display that goes away among
+// them. Nothing without a display.
+//
+// A question takes no answer in its first half second: a click or a key that was meant for another window is
+// no consent.
+[[nodiscard]] std::optional<bool> ShowNotice(NoticeKind kind, const std::string& text,
+                                             std::chrono::seconds limit);
+
+}  // namespace tools
