@@ -7,13 +7,11 @@
 #include <vector>
 
 #include "platform/ThreadSafety.h"
-#include "platform/carbon/Callout.h"
 #include "platform/carbon/MainQueue.h"
 #include "platform/corefoundation/Object.h"
 #include "platform/corefoundation/Owned.h"
 #include "platform/linux/SessionActivity.h"
 
-using platform::carbon::Callout;
 using platform::carbon::MainQueue;
 using platform::cf::Owned;
 using platform::cf::Share;
@@ -46,17 +44,12 @@ struct __EventHandler final : platform::cf::Object {
       return own.eventClass == type.eventClass && own.eventKind == type.eventKind;
     });
   }
-  OSStatus Handle(EventRef event) {
-    const Callout::Turn turn(callout_);
-    return turn ? function_(nullptr, event, userData_) : OSStatus{eventNotHandledErr};
-  }
-  void End() { callout_.End(); }
+  OSStatus Handle(EventRef event) const { return function_(nullptr, event, userData_); }
 
  private:
   const EventHandlerUPP function_;
   const std::vector<EventTypeSpec> types_;
   void* const userData_;
-  Callout callout_;
 };
 
 namespace {
@@ -72,10 +65,6 @@ class Handlers {
   void Add(Owned<__EventHandler> handler) EXCLUDES(lock_) {
     const Locked held(lock_);
     handlers_.insert(handlers_.begin(), std::move(handler));
-  }
-  void Remove(EventHandlerRef handler) EXCLUDES(lock_) {
-    const Locked held(lock_);
-    std::erase_if(handlers_, [handler](const auto& known) { return known.get() == handler; });
   }
   // Those that handle the type now.
   [[nodiscard]] std::vector<Owned<__EventHandler>> For(const EventTypeSpec& type) EXCLUDES(lock_) {
@@ -149,12 +138,5 @@ OSStatus InstallApplicationEventHandler(EventHandlerUPP function, ItemCount coun
   if (handler != nullptr) *handler = made.get();
   Handlers::Instance().Add(std::move(made));
   if (std::any_of(types, types + count, IsSessionEvent)) FollowSession();
-  return noErr;
-}
-
-OSStatus RemoveEventHandler(EventHandlerRef handler) {
-  if (handler == nullptr) return paramErr;
-  handler->End();
-  Handlers::Instance().Remove(handler);
   return noErr;
 }

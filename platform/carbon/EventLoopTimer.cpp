@@ -1,12 +1,12 @@
 // Timers of the main loop.
 #include <Carbon/CarbonEvents.h>
 #include <CoreFoundation/CFDate.h>
+#include <pthread.h>
 
-#include "platform/carbon/Callout.h"
+#include "platform/ThreadSafety.h"
 #include "platform/corefoundation/Object.h"
 #include "platform/corefoundation/Owned.h"
 
-using platform::carbon::Callout;
 using platform::cf::Owned;
 
 // Owned by whoever installed it, and by the loop's timer until that one is invalid.
@@ -27,20 +27,38 @@ struct __EventLoopTimer final : platform::cf::Object {
     CFRunLoopAddTimer(loop, timer_.get(), kCFRunLoopCommonModes);
   }
 
-  void Stop() {
-    callout_.End();
+  void Stop() EXCLUDES(lock_) {
+    {
+      const Locked held(lock_);
+      stopped_ = true;
+      while (firing_ && pthread_equal(thread_, pthread_self()) == 0) changed_.Wait(lock_);
+    }
     CFRunLoopTimerInvalidate(timer_.get());
   }
 
  private:
-  void Fire() {
-    if (const Callout::Turn turn(callout_); turn) function_(this, userData_);
+  // Never called in itself: the loop leaves a timer alone while it fires.
+  void Fire() EXCLUDES(lock_) {
+    {
+      const Locked held(lock_);
+      if (stopped_) return;
+      firing_ = true;
+      thread_ = pthread_self();
+    }
+    function_(this, userData_);
+    const Locked held(lock_);
+    firing_ = false;
+    changed_.NotifyAll();
   }
 
   const EventLoopTimerUPP function_;
   void* const userData_;
-  Callout callout_;
   Owned<__CFRunLoopTimer> timer_;
+  Lock lock_;
+  Condition changed_;
+  bool stopped_ GUARDED_BY(lock_) = false;
+  bool firing_ GUARDED_BY(lock_) = false;
+  pthread_t thread_ GUARDED_BY(lock_){};  // that fires it
 };
 
 EventLoopRef GetMainEventLoop() { return reinterpret_cast<EventLoopRef>(CFRunLoopGetMain()); }

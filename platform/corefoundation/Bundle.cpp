@@ -225,8 +225,6 @@ std::string BundleFolder(const std::string& executable) {
 
 extern "C" {
 
-CFTypeID CFBundleGetTypeID() { return static_cast<CFTypeID>(platform::cf::Type::kBundle); }
-
 CFBundleRef CFBundleGetMainBundle() {
   static const CFBundleRef mainBundle = platform::cf::MakeMainBundle();
   return mainBundle;

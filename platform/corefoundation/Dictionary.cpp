@@ -87,11 +87,6 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void
   return made;
 }
 
-CFDictionaryRef CFDictionaryCreateCopy(CFAllocatorRef, CFDictionaryRef dictionary) {
-  return dictionary->changes ? new __CFDictionary(dictionary->entries)
-                             : static_cast<CFDictionaryRef>(CFRetain(dictionary));
-}
-
 CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex, const CFDictionaryKeyCallBacks*,
                                                  const CFDictionaryValueCallBacks*) {
   return new __CFDictionary({}, true);
@@ -114,13 +109,6 @@ Boolean CFDictionaryContainsKey(CFDictionaryRef dictionary, const void* key) {
   return dictionary->Find(key) != dictionary->entries.end();
 }
 
-Boolean CFDictionaryGetValueIfPresent(CFDictionaryRef dictionary, const void* key, const void** value) {
-  const auto found = dictionary->Find(key);
-  if (found == dictionary->entries.end()) return false;
-  if (value != nullptr) *value = found->second.Get();
-  return true;
-}
-
 void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys, const void** values) {
   for (const auto& [key, value] : dictionary->entries) {
     if (keys != nullptr) *keys++ = key.Get();
@@ -131,11 +119,6 @@ void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys,
 void CFDictionaryApplyFunction(CFDictionaryRef dictionary, CFDictionaryApplierFunction applier,
                                void* context) {
   for (const auto& [key, value] : dictionary->entries) applier(key.Get(), value.Get(), context);
-}
-
-void CFDictionaryAddValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) {
-  auto& entries = platform::cf::EntriesToChange(dictionary);
-  if (dictionary->Find(key) == entries.end()) entries.emplace(key, value);
 }
 
 void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) {

@@ -8,6 +8,6 @@ namespace platform::cf {
 
 // Puts an error into `*error`, the caller's to release, unless `error` is null. `sentence` is for people, in
 // ASCII.
-void ReportError(CFErrorRef* error, CFIndex code, std::string_view sentence);
+void ReportError(CFErrorRef* error, std::string_view sentence);
 
 }  // namespace platform::cf

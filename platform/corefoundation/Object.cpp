@@ -88,8 +88,4 @@ Boolean CFEqual(CFTypeRef a, CFTypeRef b) {
 
 CFHashCode CFHash(CFTypeRef value) { return Checked(value, "CFHash of null").Hash(); }
 
-CFStringRef CFCopyDescription(CFTypeRef value) {
-  return value == nullptr ? nullptr : platform::cf::CreateString(AsObject(value)->Description());
-}
-
 }  // extern "C"

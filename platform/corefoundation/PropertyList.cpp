@@ -22,9 +22,6 @@ namespace platform::cf {
 
 namespace {
 
-// The platform's codes.
-enum : CFIndex { kReadCorrupt = 3840, kReadStream = 3842, kWriteInvalid = 3851 };
-
 using Bytes = std::span<const uint8_t>;
 
 struct ReadList {
@@ -81,9 +78,8 @@ ReadList Read(Bytes bytes) {
 CFPropertyListRef CreateFromBytes(Bytes bytes, CFPropertyListFormat* format, CFErrorRef* error) {
   ReadList read = Read(bytes);
   if (!read.value) {
-    ReportError(
-        error, kReadCorrupt,
-        "The property list cannot be read: " + (read.reason.empty() ? "it is damaged" : read.reason) + ".");
+    ReportError(error, "The property list cannot be read: " +
+                           (read.reason.empty() ? "it is damaged" : read.reason) + ".");
     return nullptr;
   }
   if (format != nullptr) *format = read.format;
@@ -151,7 +147,7 @@ CFPropertyListRef CFPropertyListCreateWithStream(CFAllocatorRef, CFReadStreamRef
     const size_t room = std::min(block.size(), wanted - bytes.size());
     const CFIndex count = CFReadStreamRead(stream, block.data(), static_cast<CFIndex>(room));
     if (count < 0) {
-      ReportError(error, platform::cf::kReadStream, "The property list's stream cannot be read.");
+      ReportError(error, "The property list's stream cannot be read.");
       return nullptr;
     }
     if (count == 0) break;
@@ -170,7 +166,7 @@ CFDataRef CFPropertyListCreateData(CFAllocatorRef, CFPropertyListRef propertyLis
     data = platform::cf::WriteList(propertyList, format, reason);
   }
   if (data == nullptr) {
-    ReportError(error, platform::cf::kWriteInvalid, "The property list cannot be written: " + reason + ".");
+    ReportError(error, "The property list cannot be written: " + reason + ".");
   }
   return data;
 }

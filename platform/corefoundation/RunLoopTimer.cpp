@@ -123,8 +123,6 @@ void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer) {
   timer->Invalidate();
 }
 
-Boolean CFRunLoopTimerIsValid(CFRunLoopTimerRef timer) { return timer->IsValid(); }
-
 void CFRunLoopAddTimer(CFRunLoopRef loop, CFRunLoopTimerRef timer, CFStringRef mode) {
   timer->AddTo(loop, ModeName(mode));
 }

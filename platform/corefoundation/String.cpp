@@ -162,10 +162,6 @@ CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef string) {
                          : static_cast<CFStringRef>(CFRetain(string));
 }
 
-CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef string, CFRange range) {
-  return platform::cf::CreateString(std::u16string(platform::cf::Slice(string, range)));
-}
-
 CFStringRef __CFStringMakeConstantString(const char* text) {
   return platform::cf::ConstantStrings::Shared().Get(text);
 }

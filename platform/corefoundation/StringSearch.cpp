@@ -4,7 +4,6 @@
 #include <glib.h>
 
 #include <algorithm>
-#include <limits>
 
 #include "platform/corefoundation/String.h"
 
@@ -65,21 +64,6 @@ CFRange CFStringFind(CFStringRef string, CFStringRef text, CFOptionFlags options
   const size_t found = platform::cf::FindText(string->units, text->units, 0, options);
   if (found == std::u16string::npos) return CFRangeMake(kCFNotFound, 0);
   return CFRangeMake(static_cast<CFIndex>(found), CFStringGetLength(text));
-}
-
-SInt32 CFStringGetIntValue(CFStringRef string) {
-  std::u16string_view rest = string->units;
-  while (!rest.empty() && g_unichar_isspace(rest.front())) rest.remove_prefix(1);
-  const bool negative = rest.starts_with(u'-');
-  if (negative || rest.starts_with(u'+')) rest.remove_prefix(1);
-  using Limits = std::numeric_limits<SInt32>;
-  int64_t value = 0;
-  for (const char16_t unit : rest) {
-    if (unit < u'0' || unit > u'9') break;
-    value = value * 10 + (negative ? u'0' - unit : unit - u'0');
-    value = std::clamp<int64_t>(value, Limits::min(), Limits::max());
-  }
-  return static_cast<SInt32>(value);
 }
 
 }  // extern "C"

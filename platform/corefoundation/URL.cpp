@@ -173,8 +173,6 @@ struct __CFURL final : platform::cf::Object {
 
 extern "C" {
 
-CFTypeID CFURLGetTypeID() { return static_cast<CFTypeID>(platform::cf::Type::kURL); }
-
 CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef, const UInt8* path, CFIndex length,
                                                  Boolean isDirectory) {
   if (path == nullptr || length <= 0) return nullptr;
@@ -235,10 +233,6 @@ CFURLRef CFURLCreateCopyDeletingLastPathComponent(CFAllocatorRef, CFURLRef url) 
 CFStringRef CFURLCopyLastPathComponent(CFURLRef url) {
   const auto path = WithoutTrailingSeparators(url->path);
   return CreateUtf8String(path == "/" ? path : path.substr(path.rfind('/') + 1));
-}
-
-CFStringRef CFURLCopyFileSystemPath(CFURLRef url, CFURLPathStyle) {
-  return url->path.empty() ? nullptr : CreateUtf8String(WithoutTrailingSeparators(url->path));
 }
 
 CFStringRef CFURLGetString(CFURLRef url) { return url->text; }

@@ -24,7 +24,7 @@ void* TISGetInputSourceProperty(TISInputSourceRef source, CFStringRef property);
 struct UCKeyboardLayout;  // the bytes of kTISPropertyUnicodeKeyLayoutData
 using UniCharCount = unsigned long;
 using OptionBits = UInt32;
-enum : UInt16 { kUCKeyActionDown = 0, kUCKeyActionDisplay = 3 };
+enum : UInt16 { kUCKeyActionDown = 0 };
 enum : OptionBits { kUCKeyTranslateNoDeadKeysMask = 1 };
 enum : UInt32 { shiftKey = 1 << 9, alphaLock = 1 << 10 };
 UInt8 LMGetKbdType();

@@ -63,13 +63,10 @@ using EventHandlerProcPtr = OSStatus (*)(EventHandlerCallRef call, EventRef even
 using EventHandlerUPP = EventHandlerProcPtr;
 
 EventHandlerUPP NewEventHandlerUPP(EventHandlerProcPtr userRoutine);
-// Of several handlers for a type the last one is asked first. The handler lasts until it is removed;
-// `handler` may be null. paramErr for a null function or list. The session events come from the session
-// manager, if there is one. The first one for the session events begins to
-// follow the session.
+// Of several handlers for a type the last one is asked first. It lasts as long as the process; `handler` may
+// be null. paramErr for a null function or list. The session events come from the session manager, if there
+// is one.
 OSStatus InstallApplicationEventHandler(EventHandlerUPP function, ItemCount count, const EventTypeSpec* types,
                                         void* userData, EventHandlerRef* handler);
-// As RemoveEventLoopTimer.
-OSStatus RemoveEventHandler(EventHandlerRef handler);
 
 }  // extern "C"

@@ -85,10 +85,6 @@ CFTypeID CFGetTypeID(CFTypeRef value);
 Boolean CFEqual(CFTypeRef a, CFTypeRef b);
 CFHashCode CFHash(CFTypeRef value);
 
-// Kind, address and value, for people who debug; null of null. "%@" shows it for values that have no text of
-// their own (most do; a container's goes over several lines).
-CFStringRef CFCopyDescription(CFTypeRef value);
-
 }  // extern "C"
 
 inline constexpr CFRange CFRangeMake(CFIndex location, CFIndex length) { return {location, length}; }

@@ -9,8 +9,6 @@
 
 extern "C" {
 
-CFTypeID CFBundleGetTypeID();
-
 // Borrowed. The folder NAME.app when the executable is NAME.app/Contents/MacOS/PROGRAM, else the executable's
 // folder.
 CFBundleRef CFBundleGetMainBundle();

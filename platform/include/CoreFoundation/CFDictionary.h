@@ -17,7 +17,6 @@ CFTypeID CFDictionaryGetTypeID();
 CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, const void** values,
                                    CFIndex count, const CFDictionaryKeyCallBacks* keyCallBacks,
                                    const CFDictionaryValueCallBacks* valueCallBacks);
-CFDictionaryRef CFDictionaryCreateCopy(CFAllocatorRef allocator, CFDictionaryRef dictionary);
 // `capacity` is a hint.
 CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
                                                  const CFDictionaryKeyCallBacks* keyCallBacks,
@@ -30,15 +29,11 @@ CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary);
 // Borrowed; null when the key is missing.
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key);
 Boolean CFDictionaryContainsKey(CFDictionaryRef dictionary, const void* key);
-// Leaves `value` alone when the key is missing.
-Boolean CFDictionaryGetValueIfPresent(CFDictionaryRef dictionary, const void* key, const void** value);
 // Fills arrays of CFDictionaryGetCount entries, each of which may be null. Borrowed, in no order.
 void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys, const void** values);
 void CFDictionaryApplyFunction(CFDictionaryRef dictionary, CFDictionaryApplierFunction applier,
                                void* context);
 
-// Adds only what is not there yet.
-void CFDictionaryAddValue(CFMutableDictionaryRef dictionary, const void* key, const void* value);
 void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value);
 void CFDictionaryRemoveValue(CFMutableDictionaryRef dictionary, const void* key);
 

@@ -4,7 +4,6 @@
 
 extern "C" {
 
-CFIndex CFErrorGetCode(CFErrorRef error);
 // A sentence for people.
 CFStringRef CFErrorCopyDescription(CFErrorRef error);
 

@@ -12,8 +12,7 @@ enum : CFStringEncoding {
   kCFStringEncodingUTF16 = 0x0100,
   kCFStringEncodingISOLatin1 = 0x0201,
   kCFStringEncodingASCII = 0x0600,
-  kCFStringEncodingUTF8 = 0x08000100,
-  kCFStringEncodingInvalidId = 0xffffffffU
+  kCFStringEncodingUTF8 = 0x08000100
 };
 
 CFTypeID CFStringGetTypeID();
@@ -61,11 +60,7 @@ Boolean CFStringHasSuffix(CFStringRef string, CFStringRef suffix);
 // The first place; (kCFNotFound, 0) when there is none, as for an empty text.
 CFRange CFStringFind(CFStringRef string, CFStringRef text, CFOptionFlags options);
 
-// Skips white space, stops at the first character that does not fit, saturates at the 32-bit limits.
-SInt32 CFStringGetIntValue(CFStringRef string);
-
 CFStringRef CFStringCreateCopy(CFAllocatorRef allocator, CFStringRef string);
-CFStringRef CFStringCreateWithSubstring(CFAllocatorRef allocator, CFStringRef string, CFRange range);
 
 // ---- strings that change: one thread at a time; `maxLength` 0 means no limit and is the only choice
 

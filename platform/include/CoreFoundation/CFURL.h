@@ -4,8 +4,6 @@
 
 extern "C" {
 
-CFTypeID CFURLGetTypeID();
-
 // Null for an empty path and one with a NUL in it. A relative path is taken from the working folder. The
 // URL's text ends with a separator when `isDirectory` is set, and else does not.
 CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator, const UInt8* path, CFIndex length,
@@ -28,7 +26,5 @@ CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef allocator, CFStringRef pat
                                        Boolean isDirectory);
 // Null when the text is no URL: blanks, characters outside ASCII, broken escapes. The base is null.
 CFURLRef CFURLCreateWithString(CFAllocatorRef allocator, CFStringRef text, CFURLRef base);
-// The path without escapes; null when the URL has none.
-CFStringRef CFURLCopyFileSystemPath(CFURLRef url, CFURLPathStyle style);
 
 }  // extern "C"

@@ -20,18 +20,14 @@ enum : AEEventClass { kCoreEventClass = 0x61657674 };  // 'aevt'
 enum : AEEventID { kAEQuitApplication = 0x71756974 };  // 'quit'
 enum : DescType { typeNull = 0x6e756c6c };             // 'null'
 enum : DescType { typeAppleEvent = kCoreEventClass };
-enum : OSErr { errAEHandlerNotFound = -1717 };
 
 using AEEventHandlerProcPtr = OSErr (*)(const AppleEvent* event, AppleEvent* reply, SRefCon refcon);
 using AEEventHandlerUPP = AEEventHandlerProcPtr;
 
 AEEventHandlerUPP NewAEEventHandlerUPP(AEEventHandlerProcPtr userRoutine);
-// Called on the main loop. One handler for a class and an ID: it takes the place of the one before.
+// Called on the main loop. One handler for a class and an ID: it takes the place of the one before. paramErr
+// for a null handler.
 OSErr AEInstallEventHandler(AEEventClass eventClass, AEEventID eventID, AEEventHandlerUPP handler,
                             SRefCon refcon, Boolean isSystemHandler);
-// errAEHandlerNotFound when that handler is not installed. When it returns the handler does not run and never
-// will again (called from inside it: after that call).
-OSErr AERemoveEventHandler(AEEventClass eventClass, AEEventID eventID, AEEventHandlerUPP handler,
-                           Boolean isSystemHandler);
 
 }  // extern "C"

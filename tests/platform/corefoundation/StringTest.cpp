@@ -148,19 +148,4 @@ TEST(StringTest, ACopyOfAStringThatChangesStaysAsItWas) {
   EXPECT_EQ(CFStringFindAndReplace(text.get(), CFSTR("a"), CFSTR("x"), CFRangeMake(1, 2), 0), 0);
 }
 
-TEST(StringTest, TheNumberAtTheStartOfATextIsRead) {
-  const std::pair<const char*, SInt32> rows[] = {{" \t\n12x3", 12},
-                                                 {"-7", -7},
-                                                 {"+8", 8},
-                                                 {"- 7", 0},
-                                                 {"", 0},
-                                                 {"x", 0},
-                                                 {"99999999999999999999", 2147483647},
-                                                 {"-2147483649", INT32_MIN}};
-  for (const auto& [text, value] : rows) {
-    const test::Owned<CFStringRef> string(CFStringCreateWithCString(nullptr, text, kUtf8));
-    EXPECT_EQ(CFStringGetIntValue(string.get()), value) << text;
-  }
-}
-
 }  // namespace
