@@ -4,6 +4,9 @@ import { LinkState } from './WorkerMessages.js';
 const kSubprotocol = 'kvremote.1';
 const kFirstDelayMs = 250;
 const kLongestDelayMs = 10_000;
+const kAskMs = 5000;
+// A connection that was open for so long was a good one: the delays begin anew.
+const kGoodMs = 5000;
 // After so many failures in a row only a person starts the next attempt: about two minutes.
 const kMostAttempts = 16;
 // What the service ends a connection with that it would end again.
@@ -22,6 +25,7 @@ export function retryDelay(attempt: number): number {
 export class Link {
   private socket: WebSocket | null = null;
   private attempts = 0;
+  private opened = Infinity;
   private timer = 0;
 
   // `address`: of the service's WebSocket.
@@ -35,13 +39,15 @@ export class Link {
     this.drop();
     const socket = new WebSocket(this.address, kSubprotocol);
     socket.binaryType = 'arraybuffer';
-    socket.onopen = () => this.listener.onLinkState({ link: 'open' });
+    socket.onopen = () => {
+      this.opened = performance.now();
+      this.listener.onLinkState({ link: 'open' });
+    };
     socket.onmessage = ({ data }: MessageEvent<string | ArrayBuffer>) => {
-      this.attempts = 0;
       if (typeof data === 'string') this.listener.onText(data);
       else this.listener.onBinary(data);
     };
-    socket.onclose = (event) => void this.onClose(event);
+    socket.onclose = (event) => this.onClose(event);
     this.socket = socket;
   }
 
@@ -50,6 +56,12 @@ export class Link {
     this.attempts = 0;
     this.listener.onLinkState({ link: 'connecting' });
     this.open();
+  }
+
+  // Gives this connection up, and opens another like after any loss.
+  renew(): void {
+    this.drop();
+    void this.openLater();
   }
 
   // Dropped silently when there is no connection: the service lets go of everything by itself then.
@@ -64,12 +76,15 @@ export class Link {
     this.socket = null;
   }
 
-  private async onClose(event: CloseEvent): Promise<void> {
+  private onClose(event: CloseEvent): void {
     this.socket = null;
-    if (kRefusals.includes(event.code)) {
-      this.listener.onLinkState({ link: 'closed', reason: event.reason });
-      return;
-    }
+    if (kRefusals.includes(event.code)) this.listener.onLinkState({ link: 'closed', reason: event.reason });
+    else void this.openLater();
+  }
+
+  private async openLater(): Promise<void> {
+    if (performance.now() - this.opened > kGoodMs) this.attempts = 0;
+    this.opened = Infinity;
     const delay = retryDelay(this.attempts++);
     this.listener.onLinkState({ link: 'lost', delay });
     const signedOut = await this.isSignedOut();
@@ -82,7 +97,7 @@ export class Link {
   // A browser does not tell why a WebSocket was refused, but a plain request does.
   private async isSignedOut(): Promise<boolean> {
     try {
-      return (await fetch('/', { cache: 'no-store' })).status === 401;
+      return (await fetch('/', { cache: 'no-store', signal: AbortSignal.timeout(kAskMs) })).status === 401;
     } catch {
       return false;
     }

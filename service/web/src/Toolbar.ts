@@ -121,8 +121,8 @@ export class Toolbar {
       new Option(text, value, false, value === String(chosen ?? ''));
     this.monitor.replaceChildren(
       option('', 'All monitors'),
-      ...monitors.map(({ id, left, top, right, bottom, primary }, i) =>
-        option(String(id), `Monitor ${i + 1}${primary ? ', main' : ''} (${right - left} × ${bottom - top})`),
+      ...monitors.map(({ id, primary }, i) =>
+        option(String(id), `Monitor ${i + 1}${primary ? ' (main)' : ''}`),
       ),
     );
   }

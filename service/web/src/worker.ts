@@ -18,6 +18,8 @@ class Session {
   private readonly painter: Painter;
   private readonly link: Link;
   private readonly pacer = new Pacer();
+  // Counts changes of the link: what comes late belongs to a connection that is no more.
+  private connection = 0;
   private updates = 0;
   private bytes = 0;
   private latency: number | null = null;
@@ -26,6 +28,7 @@ class Session {
     this.painter = new Painter(canvas);
     this.link = new Link(address, {
       onLinkState: (state) => {
+        this.connection++;
         this.pacer.forget();
         this.latency = null;
         tell({ from: 'link', state });
@@ -70,18 +73,20 @@ class Session {
   private async takeUpdate(message: ArrayBuffer): Promise<void> {
     this.updates++;
     this.bytes += message.byteLength;
+    const { connection } = this;
     try {
       const update = readUpdate(message);
       const inflated =
         update.compressed === null
           ? new Uint16Array()
           : await inflatePixels(update.compressed, update.compressedPixels);
+      if (connection !== this.connection) return;
       this.painter.draw(update, inflated);
       this.pacer.pass(() => this.link.send(drawnRecord(update.number) as Uint8Array<ArrayBuffer>));
     } catch (error) {
       // The picture is in doubt: a new connection brings all of it again.
       console.error(error);
-      this.link.open();
+      if (connection === this.connection) this.link.renew();
     }
   }
 
