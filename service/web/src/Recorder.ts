@@ -6,10 +6,13 @@ const kTypes = ['video/webm;codecs=vp9', 'video/webm;codecs=vp8', 'video/webm'];
 export class Recorder {
   private recorder: MediaRecorder | null = null;
   private pieces: Blob[] = [];
+  private size = 0;
 
-  // `finished` is called with the recording when it has ended.
+  // `grown` is called with the bytes of the recording so far, `finished` with all of it when it has ended; it is empty
+  // when there was no picture to record.
   constructor(
     private readonly canvas: HTMLCanvasElement,
+    private readonly grown: (bytes: number) => void,
     private readonly finished: (recording: Blob) => void,
   ) {}
 
@@ -30,7 +33,12 @@ export class Recorder {
     const stream = this.canvas.captureStream(kPicturesPerSecond);
     const recorder = new MediaRecorder(stream, { mimeType });
     this.pieces = [];
-    recorder.ondataavailable = ({ data }) => this.pieces.push(data);
+    this.size = 0;
+    recorder.ondataavailable = ({ data }) => {
+      this.pieces.push(data);
+      this.size += data.size;
+      this.grown(this.size);
+    };
     recorder.onstop = () => {
       for (const track of stream.getTracks()) track.stop();
       this.finished(new Blob(this.pieces, { type: 'video/webm' }));

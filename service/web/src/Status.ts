@@ -2,12 +2,12 @@
 import { element } from './dom.js';
 import { Traffic } from './WorkerMessages.js';
 
-// Bytes a second for people: "640 kB/s".
-export function bandwidthText(bytes: number): string {
-  return bytes < 1e6 ? `${Math.round(bytes / 1e3)} kB/s` : `${(bytes / 1e6).toFixed(1)} MB/s`;
+// Bytes for people: "640 kB".
+export function sizeText(bytes: number): string {
+  return bytes < 1e6 ? `${Math.round(bytes / 1e3)} kB` : `${(bytes / 1e6).toFixed(1)} MB`;
 }
 
-export function latencyText(milliseconds: number | null): string {
+function latencyText(milliseconds: number | null): string {
   if (milliseconds === null) return '–';
   return milliseconds < 1 ? '< 1 ms' : `${Math.round(milliseconds)} ms`;
 }
@@ -20,6 +20,6 @@ export class Status {
   show(traffic: Traffic): void {
     this.latency.textContent = latencyText(traffic.latency);
     this.updates.textContent = `${traffic.updates}/s`;
-    this.bandwidth.textContent = bandwidthText(traffic.bytes);
+    this.bandwidth.textContent = `${sizeText(traffic.bytes)}/s`;
   }
 }

@@ -5,6 +5,7 @@ import { Menu } from './Menu.js';
 import { Monitor } from './Messages.js';
 import { Recorder } from './Recorder.js';
 import { Role } from './SessionModel.js';
+import { sizeText } from './Status.js';
 import { ZoomMode } from './Zoom.js';
 
 export interface ToolbarActions {
@@ -134,8 +135,11 @@ export class Toolbar {
     setPressed(this.actual, mode !== 'fit' && Math.abs(scale - 1) < 0.005);
   }
 
-  setRecording(recording: boolean): void {
-    setPressed(this.record, recording);
+  // The bytes of the recording so far; null when there is none.
+  setRecording(bytes: number | null): void {
+    setPressed(this.record, bytes !== null);
+    this.record.title =
+      bytes === null ? 'Record to a file' : `Stop and save the recording (${sizeText(bytes)})`;
   }
 
   setHidden(hidden: boolean): void {

@@ -46,8 +46,10 @@ class Viewer {
   private readonly notices = new Notices();
   private readonly paste = new PasteDialog(this.typist);
   private readonly overlay = new Overlay((action) => this.act(action));
-  private readonly recorder = new Recorder(this.canvas, (recording) =>
-    save(recording, fileName(this.computer, 'webm')),
+  private readonly recorder = new Recorder(
+    this.canvas,
+    (bytes) => this.showRecording(bytes),
+    (recording) => this.saveRecording(recording),
   );
   private readonly fullScreen = new FullScreen((on) => {
     document.body.classList.toggle('full-screen', on);
@@ -227,8 +229,17 @@ class Viewer {
   private toggleRecording(): void {
     if (this.recorder.isRecording) this.recorder.stop();
     else this.recorder.start();
-    this.toolbar.setRecording(this.recorder.isRecording);
+    this.showRecording(0);
     this.showWatched();
+  }
+
+  private showRecording(bytes: number): void {
+    this.toolbar.setRecording(this.recorder.isRecording ? bytes : null);
+  }
+
+  private saveRecording(recording: Blob): void {
+    if (recording.size === 0) this.notices.say('There was no picture to record.');
+    else save(recording, fileName(this.computer, 'webm'));
   }
 }
 

@@ -38,8 +38,10 @@ test('the page shows the desktop pixel for pixel, and follows it', async () => {
 
     const recording = page.browserPage.waitForEvent('download');
     await page.browserPage.click('#record');
-    desktop.run('xrefresh');
-    await waitFor('the recording', () => page.isPressed('record'));
+    await waitFor('the recording', async () => {
+      desktop.run('xrefresh');
+      return /[1-9]/.test((await page.browserPage.getAttribute('#record', 'title'))!);
+    });
     await page.browserPage.click('#record');
     assert.equal(
       readFileSync(await (await recording).path()).readUInt32BE(0),
