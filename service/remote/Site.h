@@ -15,8 +15,8 @@ namespace remote {
 
 // Headers are empty when they are missing, or there more than once.
 struct WebRequest {
-  std::string_view method, target, body;
-  std::string_view host, origin, cookie;
+  std::string_view method = {}, target = {}, body = {};
+  std::string_view host = {}, origin = {}, cookie = {};
   bool upgrade = false;  // to a WebSocket
   std::string_view protocols = {};
 };
