@@ -49,7 +49,8 @@ KVLaunchContext ContextOf(CFStringRef consoleUser) {
 }
 
 // False when the command does not fit, or the launch failed.
-bool LaunchObserver(CFStringRef consoleUser) {
+bool LaunchObserver(CFStringRef consoleUser, const std::string& executable) {
+  if (!executable.empty()) return KCExecuteWithPrivileges(executable.c_str()) == 0;
   char command[1024];
   const char* const folder = FetchFolder(kFolderBin);
   // The dispatcher knows the open tool by this relative path: its leading slash is left out on purpose.
@@ -94,7 +95,7 @@ bool RCOculonClient::StartLocked() {
   if (IsStarted()) return true;
   consoleUser_ = StCFTypeRef<CFStringRef>(SCDynamicStoreCopyConsoleUser(nullptr, nullptr, nullptr));
   RemoveOldSockets();
-  if (!LaunchObserver(consoleUser_)) {
+  if (!LaunchObserver(consoleUser_, executable_)) {
     ASLLogger(ASL_LEVEL_INFO, 1, true, "RCOculonClient: failed to start observer process.\n");
     return false;
   }

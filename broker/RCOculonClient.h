@@ -2,6 +2,9 @@
 #pragma once
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <string>
+#include <utility>
+
 #include "broker/RCZmqBroker.h"
 #include "common/StCFTypeRef.h"
 #include "platform/ThreadSafety.h"
@@ -10,6 +13,9 @@
 // meanwhile.
 class RCOculonClient : public RCZmqBrokerClientBase {
  public:
+  // An executable that is started directly, in place of the installation's own. Before the first start.
+  void UseObserver(std::string executable) { executable_ = std::move(executable); }
+
   // Launches the observer in the session of the console's user and connects to it; nothing when that was
   // done. False, and logged, when it cannot be launched. A command waits until the new observer answers.
   bool start_observer() EXCLUDES(startLock_, lock_);
@@ -32,7 +38,8 @@ class RCOculonClient : public RCZmqBrokerClientBase {
   void StopLocked() REQUIRES(startLock_);
   [[nodiscard]] bool IsStarted() EXCLUDES(lock_);
 
-  Lock startLock_;  // held while the observer starts or ends; before lock_
+  std::string executable_;  // empty: the installation's own
+  Lock startLock_;          // held while the observer starts or ends; before lock_
   Lock lock_;
   bool started_ GUARDED_BY(lock_) = false;
   StCFTypeRef<CFStringRef> consoleUser_ GUARDED_BY(startLock_);  // for whom it was launched; may be null
