@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "broker/RootFolder.h"
+#include "common/KCFolderManager.h"
 #include "common/StCFTypeRef.h"
 #include "platform/ThreadSafety.h"
 #include "service/remote/Audit.h"
@@ -19,6 +20,8 @@
 #include "service/remote/ScreenPump.h"
 #include "service/remote/SharedScreenLink.h"
 #include "service/remote/SharedScreenSource.h"
+#include "service/remote/TileLink.h"
+#include "service/remote/TileScreen.h"
 #include "service/remote/UserNotice.h"
 
 namespace remote {
@@ -59,6 +62,10 @@ class DesktopSession::Core {
         port_(
             {.pointer = [this](int x, int y) { roster_.TellPointer(x, y); },
              .layout = [this](uint8_t layout) { roster_.TellLayout(layout); },
+             .tiles =
+                 [this](std::span<const uint8_t> message) {
+                   if (tiles_ != nullptr) tiles_->Take(message);
+                 },
              .hasSession = [this] { return roster_.State().phase == Phase::kRunning && roster_.Count() > 0; },
              .restart = [this] { commands_.Post([this] { life_->Restart(); }); },
              .end = [this] { commands_.Post([this] { Close(EndedByService()); }); }}) {}
@@ -69,8 +76,7 @@ class DesktopSession::Core {
     TakePreferences();
     if (!port_.StartBroker(CFRunLoopGetMain()))
       return "another service has the message port com.korvane.kvremote";
-    link_ = std::make_unique<SharedScreenLink>();
-    pump_ = std::make_unique<ScreenPump>(std::make_unique<SharedScreenSource>(), PumpEvents());
+    pump_ = std::make_unique<ScreenPump>(MakeSource(), PumpEvents());
     life_ = std::make_unique<ObserverLife>(commands_, roster_, *link_, *pump_);
     clock_ = std::thread([this] { RunClock(); });
     return {};
@@ -122,6 +128,23 @@ class DesktopSession::Core {
   }
 
  private:
+  // And the link to the observer that goes with it.
+  std::unique_ptr<ScreenSource> MakeSource() {
+    const std::string bundle =
+        options_.observerPath.empty()
+            ? std::string(FetchFolder(kFolderBin)) + "/kvobserve.app"
+            : std::filesystem::absolute(options_.observerPath).lexically_normal().string();
+    const std::string executable = bundle + "/Contents/MacOS/kvobserve";
+    if (!options_.legacy) {
+      link_ = std::make_unique<SharedScreenLink>(options_.observerPath.empty() ? "" : executable);
+      return std::make_unique<SharedScreenSource>();
+    }
+    auto tiles = std::make_unique<TileScreen>([this] { pump_->Poke(); });
+    tiles_ = tiles.get();
+    link_ = std::make_unique<TileLink>(executable, *tiles);
+    return tiles;
+  }
+
   ScreenPump::Events PumpEvents() {
     return {.up = [this](unsigned watch) { commands_.Post([this, watch] { life_->Up(watch); }); },
             .lost =
@@ -251,6 +274,7 @@ class DesktopSession::Core {
   RemotePort port_;
   std::unique_ptr<ObserverLink> link_;
   std::unique_ptr<ScreenPump> pump_;
+  TileScreen* tiles_ = nullptr;  // the pump's source, in a legacy session
   std::unique_ptr<ObserverLife> life_;
 
   // The jobs'.

@@ -12,7 +12,7 @@ namespace remote {
 namespace {
 
 constexpr char kStatusMagic[] = {'R', 'C', 'H', '1'};
-constexpr uint8_t kPointerPosition = 4;
+constexpr uint8_t kSessionStarted = 0, kSessionEnd = 2, kPointerPosition = 4;
 constexpr uint8_t kKeyboardLayout = 50;
 
 std::span<const uint8_t> BytesOf(CFDataRef data) {
@@ -70,9 +70,17 @@ void RemotePort::TakeRecord(CFDataRef data) {
 }
 
 void RemotePort::TakeStatus(std::span<const uint8_t> record) {
-  if (record.size() < sizeof(PointerPositionRecord) || record[0] != kPointerPosition) return;
-  const auto position = Read<PointerPositionRecord>(record);
-  events_.pointer(position.x, position.y);
+  // Records of the session say how long they are; messages of the tile stream begin with other codes.
+  const auto is = [record](uint8_t code, size_t length) {
+    return record.size() == length && record[0] == code && record[1] == length;
+  };
+  if (is(kPointerPosition, sizeof(PointerPositionRecord))) {
+    const auto position = Read<PointerPositionRecord>(record);
+    events_.pointer(position.x, position.y);
+  } else if (!is(kSessionStarted, sizeof(SessionStartedRecord)) &&
+             !is(kSessionEnd, sizeof(SessionEndRecord))) {
+    events_.tiles(record);
+  }
 }
 
 }  // namespace remote

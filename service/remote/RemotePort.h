@@ -14,6 +14,7 @@ class RemotePort : public KCBrokerServer {
   struct Events {
     std::function<void(int x, int y)> pointer;  // desktop coordinates, as the observer reports them
     std::function<void(uint8_t layout)> layout;
+    std::function<void(std::span<const uint8_t> message)> tiles;  // a piece of the tile stream, borrowed
     std::function<bool()> hasSession;
     std::function<void()> restart;
     std::function<void()> end;

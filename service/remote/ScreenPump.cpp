@@ -6,21 +6,16 @@
 #include <algorithm>
 #include <utility>
 
-#include "common/KCPidUtils.h"
-
 namespace remote {
 namespace {
 
 using namespace std::chrono_literals;
 using rcserv::Rect;
 
-constexpr char kObserverName[] = "kvobserve";
 constexpr auto kStartLimit = 10s;
 constexpr auto kReconnectLimit = 3s;
 constexpr auto kAnswerLimit = 20s;
 constexpr auto kSeekEvery = 10ms;
-
-bool ObserverLives() { return KCGetPIDForKeyFromFileWithConsoleUser(kObserverName, nullptr) != 0; }
 
 size_t PixelsOf(const std::vector<Rect>& pieces) {
   size_t pixels = 0;
@@ -202,7 +197,7 @@ void ScreenPump::Seek() {
     TakeAnswer(answer);
     return;
   }
-  const bool lives = ObserverLives();
+  const bool lives = source_->ObserverLives();
   if ((wasSeen_ && !lives) || Clock::now() >= deadline_) return Lose();
   wasSeen_ = lives;
 }

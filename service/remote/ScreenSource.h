@@ -21,6 +21,8 @@ class ScreenSource {
   [[nodiscard]] virtual Answer Ask() = 0;
   // Readable when Ask() has news; -1 without a connection.
   [[nodiscard]] virtual int Descriptor() const = 0;
+  // Its process runs. False, too, as long as it was not found.
+  [[nodiscard]] virtual bool ObserverLives() = 0;
   // The next Ask() begins with a new screen.
   virtual void Drop() = 0;
 

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "common/KCFolderManager.h"
+#include "common/KCPidUtils.h"
 
 namespace remote {
 
@@ -10,6 +11,10 @@ ScreenSource::Answer SharedScreenSource::Ask() {
   // An observer makes its socket some moments after its start; every try before would be a line of the log.
   if (Descriptor() < 0 && access(FetchFolder(kFolderScreenIPCSocket), F_OK) != 0) return Answer::kLost;
   return client_.Ask(0);
+}
+
+bool SharedScreenSource::ObserverLives() {
+  return KCGetPIDForKeyFromFileWithConsoleUser("kvobserve", nullptr) != 0;
 }
 
 ScreenShape SharedScreenSource::Shape() const {

@@ -8,6 +8,7 @@ class SharedScreenSource : public ScreenSource {
  public:
   [[nodiscard]] Answer Ask() override;
   [[nodiscard]] int Descriptor() const override { return client_.Descriptor(); }
+  [[nodiscard]] bool ObserverLives() override;
   void Drop() override { client_.Disconnect(); }
   [[nodiscard]] ScreenShape Shape() const override;
   [[nodiscard]] Origin Corner() const override { return {client_.Left(), client_.Top()}; }
