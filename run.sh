@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Builds the observer, starts it on a desktop and shows what it sees, until interrupted.
+# Builds the remote-control service and starts it on a desktop, until interrupted. The last line is the address to open.
 #
-# The desktop is $DISPLAY when there is one, else a virtual one that is started here and ended again.
+# The desktop is $DISPLAY when there is one, else a virtual one that is started here and ended again. Arguments go to kvremote:
+# ./run.sh --port 8080
 set -euo pipefail
 cd "$(dirname "$0")"
 . scripts/setup.sh
 
-picture=build/screen.png
 log=build/Korvane.log
 started=()   # process IDs, in the order of their start
 
@@ -70,7 +70,7 @@ end_everything() {
 }
 
 install_packages build desktop
-build default kvobserve kvscreen
+build default kvobserve kvnotify kvremote
 trap end_everything EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM HUP
@@ -84,8 +84,5 @@ else
   echo "desktop: a virtual one, display $DISPLAY"
 fi
 
-background build/bin/kvobserve.app/Contents/MacOS/kvobserve
 echo "log:     $log"
-foreground build/bin/kvscreen --wait 10 --png "$picture"
-echo "picture: $picture"
-foreground build/bin/kvscreen --watch
+foreground build/bin/kvremote "$@" 2>>build/desktop.log
