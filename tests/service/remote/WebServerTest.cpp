@@ -45,6 +45,11 @@ class MemoryHub : public ViewerHub {
     const Locked held(lock_);
     return channels_.size();
   }
+  // All that ever came.
+  ViewerId Joined() {
+    const Locked held(lock_);
+    return last_;
+  }
   std::shared_ptr<ViewerChannel> Channel() {
     const Locked held(lock_);
     return channels_.empty() ? nullptr : channels_.begin()->second;
@@ -103,11 +108,11 @@ class WebServerTest : public testing::Test {
   }
   WebClient OpenViewer(Tls tls = Tls::kNo) {
     WebClient viewer(server_->Port(), tls);
-    const size_t before = hub_.Viewers();
+    const ViewerId before = hub_.Joined();
     viewer.Send(Upgrade(tls));
     const std::string answer = viewer.ReadAnswer();
     EXPECT_TRUE(answer.starts_with("HTTP/1.1 101 ")) << answer;
-    EXPECT_TRUE(WaitFor([&] { return hub_.Viewers() == before + 1; }));
+    EXPECT_TRUE(WaitFor([&] { return hub_.Joined() == before + 1; }));
     return viewer;
   }
 
