@@ -203,6 +203,7 @@ class DesktopSession::Core {
 
   void Admit(const std::string& address, bool notify) {
     if (notify) UserNotice::Show("A viewer from " + address + " sees this desktop.");
+    idleLimit_ = options_.idle ? *options_.idle : ReadIdleLimit();
     life_->Begin();
   }
 
@@ -251,9 +252,8 @@ class DesktopSession::Core {
       const Preferences preferences = TakePreferences();
       if (!preferences.session && (life_->Begun() || asking_)) Refuse(RefusedBySettings());
     }
-    const auto limit = options_.idle.value_or(idlePreference_);
     const auto idle = roster_.IdleTime(now);
-    if (limit > 0ms && idle && *idle >= limit) {
+    if (idleLimit_ > 0ms && idle && *idle >= idleLimit_) {
       Audit("nobody has done anything for too long");
       Close(Idle());
     }
@@ -264,7 +264,6 @@ class DesktopSession::Core {
     Permissions permissions = preferences.permissions;
     if (options_.viewOnly) permissions = {};
     roster_.SetPermissions(permissions);
-    idlePreference_ = preferences.idle;
     return preferences;
   }
 
@@ -281,7 +280,7 @@ class DesktopSession::Core {
   UserNotice notice_;
   bool asking_ = false;
   std::optional<Clock::time_point> lingerUntil_;
-  std::chrono::milliseconds idlePreference_{};
+  std::chrono::milliseconds idleLimit_{};
 
   Lock lock_;
   Condition stopped_;

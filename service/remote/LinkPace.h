@@ -15,7 +15,8 @@ class LinkPace {
   // `local`: over loopback, which is fast until it proves otherwise.
   explicit LinkPace(bool local);
 
-  // Pixels that the next update may hold.
+  // What the next update may hold; it may have twice the bytes.
+  [[nodiscard]] size_t MaxBytes() const { return static_cast<size_t>(budgetBytes_); }
   [[nodiscard]] size_t MaxPixels() const;
   // How the next update, of so many pixels, goes.
   [[nodiscard]] bool Compress(size_t pixels);

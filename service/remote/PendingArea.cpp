@@ -25,33 +25,40 @@ void PendingArea::Reset(int width, int height) {
   pendingTiles_ = pendingPixels_ = 0;
 }
 
-void PendingArea::Clear() {
-  for (Tile& tile : tiles_) tile.pending = {};
-  pendingTiles_ = pendingPixels_ = 0;
+PendingArea::Tile& PendingArea::TileAt(int x, int y) {
+  return tiles_[static_cast<size_t>(y / kTileSide) * static_cast<size_t>(columns_) +
+                static_cast<size_t>(x / kTileSide)];
+}
+
+void PendingArea::AddToTile(Tile& tile, const Rect& part, Clock::time_point now) {
+  if (tile.pending.IsEmpty()) {
+    tile.since = now;
+    ++pendingTiles_;
+  }
+  pendingPixels_ -= Pixels(tile.pending);
+  tile.pending = Unite(tile.pending, part);
+  pendingPixels_ += Pixels(tile.pending);
 }
 
 void PendingArea::Add(const Rect& changed, Clock::time_point now) {
   const Rect area = Intersect(changed, rcserv::MakeXYWH(0, 0, columns_ * kTileSide, rows_ * kTileSide));
   if (area.IsEmpty()) return;
-  for (int row = area.top / kTileSide; row * kTileSide < area.bottom; ++row) {
-    for (int column = area.left / kTileSide; column * kTileSide < area.right; ++column) {
-      Tile& tile =
-          tiles_[static_cast<size_t>(row) * static_cast<size_t>(columns_) + static_cast<size_t>(column)];
-      const Rect part =
-          Intersect(area, rcserv::MakeXYWH(column * kTileSide, row * kTileSide, kTileSide, kTileSide));
-      if (tile.pending.IsEmpty()) {
-        tile.since = now;
-        ++pendingTiles_;
-      }
-      pendingPixels_ -= Pixels(tile.pending);
-      tile.pending = Unite(tile.pending, part);
-      pendingPixels_ += Pixels(tile.pending);
+  for (int y = area.top / kTileSide * kTileSide; y < area.bottom; y += kTileSide) {
+    for (int x = area.left / kTileSide * kTileSide; x < area.right; x += kTileSide) {
+      Tile& tile = TileAt(x, y);
+      AddToTile(tile, Intersect(area, rcserv::MakeXYWH(x, y, kTileSide, kTileSide)), now);
       // Counted over about a second.
       tile.changesPerSecond =
           static_cast<float>(tile.changesPerSecond * std::exp(-Seconds(now - tile.changed))) + 1;
       tile.changed = now;
     }
   }
+}
+
+void PendingArea::PutBack(const Rect& piece, Clock::time_point now) {
+  // Of a screen that is still there.
+  if (piece.left < columns_ * kTileSide && piece.top < rows_ * kTileSide)
+    AddToTile(TileAt(piece.left, piece.top), piece, now);
 }
 
 double PendingArea::Priority(const Tile& tile, Clock::time_point now) const {

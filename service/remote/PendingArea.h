@@ -18,7 +18,8 @@ class PendingArea {
   void Reset(int width, int height);
 
   void Add(const rcserv::Rect& changed, Clock::time_point now);
-  void Clear();
+  // What was taken, and not sent after all.
+  void PutBack(const rcserv::Rect& piece, Clock::time_point now);
   [[nodiscard]] bool Empty() const { return pendingTiles_ == 0; }
 
   // Takes rectangles out, none of which crosses an edge of a tile, row by row of tiles and from left to
@@ -34,6 +35,8 @@ class PendingArea {
     float changesPerSecond = 0;  // at that time; it decays
   };
 
+  void AddToTile(Tile& tile, const rcserv::Rect& part, Clock::time_point now);
+  [[nodiscard]] Tile& TileAt(int x, int y);
   [[nodiscard]] double Priority(const Tile& tile, Clock::time_point now) const;
   void TakeTile(Tile& tile, std::vector<rcserv::Rect>& taken);
 

@@ -14,8 +14,11 @@ Preferences ReadPreferences() {
                           .lock = session && stored.GetLockKeyboardMouse(),
                           .blank = session && stored.GetBlankScreen()},
           .notify = stored.GetObserveNotification(),
-          .ask = stored.GetPermissionRequired(),
-          .idle = std::chrono::minutes(std::max(stored.GetInactivityTimeout(), 0))};
+          .ask = stored.GetPermissionRequired()};
+}
+
+std::chrono::milliseconds ReadIdleLimit() {
+  return std::chrono::minutes(std::max(KCPrefsRemote::GetPrefs()->GetInactivityTimeout(), 0));
 }
 
 }  // namespace remote

@@ -11,10 +11,11 @@ struct Preferences {
   Permissions permissions;  // in such a session
   bool notify = false;      // the user is told
   bool ask = false;         // and asked
-  std::chrono::milliseconds idle{};
 };
 
 // Asks the store. The first call comes before other threads use it.
 [[nodiscard]] Preferences ReadPreferences();
+// How long a session may go without input; 0: without end. Writes the store where it lacks the setting.
+[[nodiscard]] std::chrono::milliseconds ReadIdleLimit();
 
 }  // namespace remote

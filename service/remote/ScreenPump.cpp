@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 namespace remote {
@@ -15,9 +16,10 @@ using rcserv::Rect;
 constexpr auto kStartLimit = 10s;
 constexpr auto kReconnectLimit = 3s;
 constexpr auto kAnswerLimit = 20s;
-constexpr auto kSeekEvery = 10ms;
+constexpr std::chrono::microseconds kFirstSeekPause = 5ms;
+constexpr std::chrono::microseconds kLastSeekPause = 80ms;
 
-size_t PixelsOf(const std::vector<Rect>& pieces) {
+size_t PixelsOf(std::span<const Rect> pieces) {
   size_t pixels = 0;
   for (const Rect& piece : pieces)
     pixels += static_cast<size_t>(piece.Width()) * static_cast<size_t>(piece.Height());
@@ -181,6 +183,7 @@ void ScreenPump::FollowOrders() {
   if (std::exchange(drawn_, false)) pace_.Now();
   if (followed_ == watch_) return;
   followed_ = watch_;
+  seekPause_ = kFirstSeekPause;
   source_->Drop();
   link_ = watching_ ? Link::kSeeking : Link::kOff;
   wasUp_ = wasSeen_ = asked_ = false;
@@ -200,12 +203,20 @@ void ScreenPump::Seek() {
   const bool lives = source_->ObserverLives();
   if ((wasSeen_ && !lives) || Clock::now() >= deadline_) return Lose();
   wasSeen_ = lives;
+  seekPause_ = std::min(seekPause_ * 9 / 8, kLastSeekPause);
 }
 
 void ScreenPump::Lose() {
   source_->Drop();
   link_ = Link::kOff;
-  events_.lost(followed_);
+  const Locked locked(lock_);
+  if (followed_ == watch_) events_.lost(followed_);
+}
+
+void ScreenPump::Reconnect() {
+  link_ = Link::kSeeking;
+  seekPause_ = kFirstSeekPause;
+  deadline_ = Clock::now() + kReconnectLimit;
 }
 
 void ScreenPump::Converse() {
@@ -227,8 +238,7 @@ void ScreenPump::TakeAnswer(ScreenSource::Answer answer) {
     case ScreenSource::Answer::kLost:
       asked_ = false;
       // It may have dropped us and live: then it is connected to again.
-      link_ = Link::kSeeking;
-      deadline_ = Clock::now() + kReconnectLimit;
+      Reconnect();
       return;
     case ScreenSource::Answer::kNewScreen:
       asked_ = false;
@@ -286,24 +296,33 @@ std::optional<ScreenPump::Job> ScreenPump::NextJob(ViewerId after) {
     if (viewer.drawing || viewer.pending.Empty()) continue;
     viewer.pending.Take(viewer.pace.MaxPixels(), now, pieces_);
     viewer.drawing = true;
-    const size_t pixels = PixelsOf(pieces_);
-    return Job{entry->first, ++viewer.number, pixels, viewer.pace.Compress(pixels)};
+    return Job{entry->first, ++viewer.number, viewer.pace.MaxBytes(),
+               viewer.pace.Compress(PixelsOf(pieces_))};
   }
   return std::nullopt;
 }
 
 void ScreenPump::Send(const Job& job) {
   const auto begun = Clock::now();
-  std::vector<uint8_t> message =
-      encoder_.Encode(source_->Pixels(), pieces_, job.number, source_->Shape().id, job.compress);
+  const uint32_t screen = source_->Shape().id;
+  size_t count = pieces_.size();
+  std::vector<uint8_t> message;
+  for (;;) {
+    message =
+        encoder_.Encode(source_->Pixels(), std::span(pieces_).first(count), job.number, screen, job.compress);
+    // How well pixels compress is a guess until they have been compressed.
+    if (message.size() / 2 <= job.maxBytes || count == 1) break;
+    count = std::max<size_t>(count * job.maxBytes / message.size(), 1);
+  }
   const Locked locked(lock_);
   const auto found = viewers_.find(job.viewer);
   if (found == viewers_.end()) return;
   Viewer& viewer = found->second;
+  for (const Rect& left : std::span(pieces_).subspan(count)) viewer.pending.PutBack(left, begun);
   // Nothing leaves after the end of the view.
   viewer.drawing = followed_ == watch_;
   if (!viewer.drawing) return;
-  viewer.pace.Sent(job.pixels, message.size(), job.compress, begun);
+  viewer.pace.Sent(PixelsOf(std::span(pieces_).first(count)), message.size(), job.compress, begun);
   viewer.channel->SendUpdate(std::move(message));
 }
 
@@ -321,7 +340,7 @@ std::optional<ScreenPump::Clock::time_point> ScreenPump::NextStep() {
 void ScreenPump::WaitForNews() {
   std::optional<Clock::time_point> until;
   if (link_ == Link::kSeeking)
-    until = Clock::now() + kSeekEvery;
+    until = Clock::now() + seekPause_;
   else if (link_ == Link::kUp)
     until = asked_ ? deadline_ : NextStep();
 
@@ -332,9 +351,8 @@ void ScreenPump::WaitForNews() {
   ppoll(entries, 2, until ? &timeout : nullptr, nullptr);
   if (entries[0].revents != 0) DrainWakes();
   if (entries[1].revents != 0 && !asked_) {
-    link_ = Link::kSeeking;
     source_->Drop();
-    deadline_ = Clock::now() + kReconnectLimit;
+    Reconnect();
   }
 }
 

@@ -27,10 +27,12 @@ class ScreenPump {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // Called on the screen thread, with no lock held; `watch` is what Watch() gave.
+  // Called on the screen thread; `watch` is what Watch() gave.
   struct Events {
-    std::function<void(unsigned watch)> up;    // the first picture is there
-    std::function<void(unsigned watch)> lost;  // and nothing more comes of it until the next Watch()
+    std::function<void(unsigned watch)> up;  // the first picture is there
+    // Nothing more comes of it until the next Watch(). Called with the lock held, which neither waits: a
+    // Watch() or Leave() comes before it, and then it is not called, or behind it.
+    std::function<void(unsigned watch)> lost;
     std::function<void(ScreenSource::Origin)> screen;
   };
 
@@ -68,13 +70,14 @@ class ScreenPump {
   struct Job {
     ViewerId viewer;
     uint32_t number;
-    size_t pixels;
+    size_t maxBytes;
     bool compress;
   };
 
   void Run();
   void FollowOrders();
   void Seek();
+  void Reconnect();
   void Converse();
   void TakeAnswer(ScreenSource::Answer answer);
   void TakeNewScreen();
@@ -114,6 +117,7 @@ class ScreenPump {
   bool wasSeen_ = false;  // its process has been found
   bool asked_ = false;
   Clock::time_point deadline_;  // for its connection, or its answer
+  std::chrono::microseconds seekPause_{};
   std::vector<rcserv::Rect> pieces_;
 
   std::thread thread_;

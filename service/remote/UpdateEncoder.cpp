@@ -148,9 +148,10 @@ bool UpdateEncoder::CompressParts(const PixelView& picture) {
     if (part.kind == Kind::kCompressed) AppendRows(picture, part.rect, plain_);
   if (plain_.empty()) return false;
   // What saves less than a tenth is not worth the page's time.
-  compressed_.resize(plain_.size() - plain_.size() / 10);
-  compressedLength_ = libdeflate_deflate_compress(compressor_.get(), plain_.data(), plain_.size(),
-                                                  compressed_.data(), compressed_.size());
+  const size_t room = plain_.size() - plain_.size() / 10;
+  if (compressed_.size() < room) compressed_.resize(room);
+  compressedLength_ =
+      libdeflate_deflate_compress(compressor_.get(), plain_.data(), plain_.size(), compressed_.data(), room);
   if (compressedLength_ != 0) return true;
   for (Part& part : parts_)
     if (part.kind == Kind::kCompressed) part.kind = Kind::kRaw;
