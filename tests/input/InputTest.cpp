@@ -1,38 +1,10 @@
 #include "tests/input/InputTest.h"
 
 #include <cstdlib>
-#include <future>
 
 #include "common/KCasl.h"
 
 namespace test {
-
-ServicePort::ServicePort() : KCBrokerServer(CFSTR("kvremote"), false) {
-  std::promise<void> serving;
-  thread_ = std::thread([&] {
-    EXPECT_TRUE(StartBroker(CFRunLoopGetCurrent()));
-    serving.set_value();
-    CFRunLoopRun();  // ends with its only source
-  });
-  serving.get_future().wait();
-}
-
-ServicePort::~ServicePort() {
-  StopBroker();
-  thread_.join();
-}
-
-CFDataRef ServicePort::ProcessData(int, CFDataRef data) {
-  const class Locked held(lock_);
-  received_.emplace_back(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
-                         static_cast<size_t>(CFDataGetLength(data)));
-  return nullptr;
-}
-
-std::vector<std::string> ServicePort::Received() {
-  const class Locked held(lock_);
-  return received_;
-}
 
 InputTest::InputTest() {
   setenv("KORVANE_PORTS_DIR", (folder_ / "ports").c_str(), 1);

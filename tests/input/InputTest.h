@@ -4,30 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
-#include <vector>
 
-#include "broker/KCBroker.h"
 #include "input/RCKeyAndMouse.h"
 #include "tests/platform/x11/InputWitness.h"
+#include "tests/support/ServicePort.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/XServer.h"
 
 namespace test {
-
-// Serves "com.korvane.kvremote" on a thread of its own and keeps the data that it is sent.
-class ServicePort : public KCBrokerServer {
- public:
-  ServicePort();
-  ~ServicePort() override;
-  CFDataRef ProcessData(int msgid, CFDataRef data) override;
-  [[nodiscard]] std::vector<std::string> Received();
-
- private:
-  Lock lock_;
-  std::vector<std::string> received_ GUARDED_BY(lock_);
-  std::thread thread_;
-};
 
 class InputTest : public testing::Test {
  protected:

@@ -3,18 +3,15 @@
 
 #include <gmock/gmock.h>
 
-#include <deque>
-#include <future>
-#include <thread>
+#include <optional>
 
-#include "broker/KCBroker.h"
 #include "common/KCasl.h"
 #include "common/StCFTypeRef.h"
 #include "legacy/RCDisplayManager.h"
 #include "legacy/RCTileDecoder.h"
 #include "observer/RCOculon.h"
+#include "tests/support/ServicePort.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/support/WaitFor.h"
 #include "tests/support/XClient.h"
 #include "tests/support/XServer.h"
 
@@ -22,51 +19,6 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 using Pixels = std::vector<uint16_t>;
-
-// Remembers what comes, on a thread of its own.
-class Service : public KCBrokerServer {
- public:
-  Service() : KCBrokerServer(CFSTR("kvremote"), false) {
-    std::promise<void> serving;
-    thread_ = std::thread([&] {
-      EXPECT_TRUE(StartBroker(CFRunLoopGetCurrent()));
-      serving.set_value();
-      CFRunLoopRun();
-    });
-    serving.get_future().wait();
-  }
-  ~Service() override {
-    StopBroker();
-    thread_.join();
-  }
-
-  CFDataRef ProcessData(int, CFDataRef data) override {
-    const uint8_t* const bytes = CFDataGetBytePtr(data);
-    const Locked held(lock_);
-    messages_.emplace_back(bytes, bytes + CFDataGetLength(data));
-    return nullptr;
-  }
-  // The next message, without the header that all of them have.
-  Bytes Next() {
-    Bytes message;
-    EXPECT_TRUE(test::WaitFor([&] {
-      const Locked held(lock_);
-      if (messages_.empty()) return false;
-      message = std::move(messages_.front());
-      messages_.pop_front();
-      return true;
-    }));
-    if (message.size() < 12) return {};
-    EXPECT_EQ(Bytes(message.begin(), message.begin() + 12),
-              (Bytes{'R', 'C', 'H', '1', 0, 0, 0, 0, 0, 0, 0, 0}));
-    return {message.begin() + 12, message.end()};
-  }
-
- private:
-  Lock lock_;
-  std::deque<Bytes> messages_ GUARDED_BY(lock_);
-  std::thread thread_;
-};
 
 class TileEncoderTest : public testing::Test {
  protected:
@@ -105,7 +57,7 @@ class TileEncoderTest : public testing::Test {
   test::XServer server_{{.width = kWidth, .height = kHeight}};
   test::XClient witness_;
   RCTileDecoder decoder_;
-  std::optional<Service> service_;
+  std::optional<test::ServicePort> service_;
   RCDisplayManager& displays_ = RCDisplayManager::instance();
 };
 

@@ -32,6 +32,8 @@ ObserverProcess::ObserverProcess(const std::string& bundle) {
   fs::create_directories(Root() + "/bin");
   fs::copy(bundle, Root() + "/bin/kvobserve.app", fs::copy_options::recursive);
   setenv("TMPDIR", Temporary().c_str(), 1);
+  setenv("KORVANE_PORTS_DIR", (folder_ / "ports").c_str(), 1);
+  setenv("KORVANE_PREFERENCES_DIR", (folder_ / "preferences").c_str(), 1);
 }
 
 ObserverProcess::~ObserverProcess() {

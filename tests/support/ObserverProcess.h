@@ -15,7 +15,8 @@ namespace test {
 [[nodiscard]] platform::UniqueFd ConnectTo(const std::string& path);
 
 // Lays out FOLDER/agent/bin/kvobserve.app and FOLDER/tmp, and names the latter in TMPDIR, also of this
-// process, so that clients in it meet the observer. Does not start it.
+// process, so that clients in it meet the observer; message ports and settings have folders there, too. Does
+// not start it.
 class ObserverProcess {
  public:
   // `bundle`: the folder kvobserve.app as it was built. Throws when it cannot be copied.
