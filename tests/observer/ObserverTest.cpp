@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <sstream>
-#include <vector>
 
 #include "common/KCasl.h"
 #include "common/StCFTypeRef.h"
@@ -25,8 +24,8 @@ ObserverTest::ObserverTest(const XServerOptions& server) : server_(server), obse
   ASLSetLogFile((clientFolder_ / "client.log").c_str());
 }
 
-void ObserverTest::StartObserver() {
-  observer_.Start();
+void ObserverTest::StartObserver(const std::vector<std::string>& arguments) {
+  observer_.Start(arguments);
   ASSERT_TRUE(observer_.WaitUntilListening()) << observer_.Log();
   ASSERT_TRUE(client_.start("ipc://" + observer_.EndpointPath()));
 }

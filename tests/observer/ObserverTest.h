@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "broker/RCZmqBroker.h"
 #include "platform/Handles.h"
@@ -17,7 +18,7 @@ class ObserverTest : public testing::Test {
   explicit ObserverTest(const XServerOptions& server = {});
 
   // Starts the observer and connects the client.
-  void StartObserver();
+  void StartObserver(const std::vector<std::string>& arguments = {});
 
   // Sends a record with that message id and waits for the reply, which has to be empty.
   void Command(const std::string& record, int id = 1);

@@ -34,14 +34,19 @@ TEST_F(StartTest, WhenItCannotStartItEndsAndSaysWhy) {
       {":9999", nullptr, version + "no display: display :9999 cannot be reached"},
   };
   setenv("TMPDIR", "/dev/null/folder", 1);
-  for (const auto& row : cases) {
-    SCOPED_TRACE(row.reason);
-    row.display == nullptr ? unsetenv("DISPLAY") : setenv("DISPLAY", row.display, 1);
-    row.wayland == nullptr ? unsetenv("WAYLAND_DISPLAY") : setenv("WAYLAND_DISPLAY", row.wayland, 1);
-    observer_.Start();
-    ExpectEnd(1);
-    EXPECT_EQ(Logged(row.reason), 1) << observer_.Log();
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>(), {"-legacy"}}) {
+    for (const auto& row : cases) {
+      SCOPED_TRACE(row.reason);
+      row.display == nullptr ? unsetenv("DISPLAY") : setenv("DISPLAY", row.display, 1);
+      row.wayland == nullptr ? unsetenv("WAYLAND_DISPLAY") : setenv("WAYLAND_DISPLAY", row.wayland, 1);
+      const int before = Logged(row.reason);
+      observer_.Start(arguments);
+      ExpectEnd(1);
+      EXPECT_EQ(Logged(row.reason), before + 1) << observer_.Log();
+    }
   }
+  EXPECT_EQ(Logged("RCOculon::Run:: CGWindowServerCFMachPort no window server"), 3) << "-legacy looks itself";
+  EXPECT_EQ(Logged("OculonApp: Oculon failed to run."), 8);
 }
 
 TEST_F(StartTest, WhatAKilledOneLeftIsTakenOver) {
