@@ -99,10 +99,9 @@ TEST_F(KvscreenLegacyTest, AnotherKindOfObserverAndATakenPortAreSaid) {
   EXPECT_NE(Err().find("com.korvane.kvremote is taken"), std::string::npos) << Err();
 }
 
-// An observer that answers a view start with these messages.
+// An observer that answers a view start with messages, which are told it before it is started.
 class ScriptedObserver : public RCZmqBrokerServerBase {
  public:
-  explicit ScriptedObserver(const std::string& endpoint) { EXPECT_TRUE(start(endpoint)); }
   ~ScriptedObserver() override { stop(); }
 
   void Say(const Bytes& message) { messages_.push_back(message); }
@@ -133,7 +132,7 @@ class ScriptedObserver : public RCZmqBrokerServerBase {
 };
 
 TEST_F(KvscreenLegacyTest, SixBitsOfGreenAreShownAndStrangeMessagesCounted) {
-  ScriptedObserver observer("ipc://" + observer_.EndpointPath());
+  ScriptedObserver observer;
   tiles::SendDesktop(48, 32, 16, tiles::kPixels565, observer.Sender());
   tiles::SendFrame(0, 0, 31, 31, 1, Bytes{1, 0xF8, 0x00, 0, 8, 2}, observer.Sender());
   for (const Bytes& strange : {Bytes{}, Bytes{7}, Bytes(12, 'R'), Bytes(40, 9)}) observer.Say(strange);
@@ -142,6 +141,7 @@ TEST_F(KvscreenLegacyTest, SixBitsOfGreenAreShownAndStrangeMessagesCounted) {
   tiles::SendFrame(32, 0, 47, 15, 2, Bytes{1, 0x07, 0xE0}, observer.Sender());
   tiles::SendFrame(0, 0, 0, 0, 3, {}, observer.Sender());
   observer.SayRecord(Bytes{0, 8, 0, 0, 0, 0, 0, 0x10});
+  ASSERT_TRUE(observer.start("ipc://" + observer_.EndpointPath()));
   ASSERT_EQ(Run({"--legacy", "--png", picture_}), 0) << Err();
   EXPECT_NE(Err().find("no records of an observer: 3"), std::string::npos) << Err();
   EXPECT_EQ(observer.Ends(), 1);
@@ -154,10 +154,11 @@ TEST_F(KvscreenLegacyTest, SixBitsOfGreenAreShownAndStrangeMessagesCounted) {
 }
 
 TEST_F(KvscreenLegacyTest, AStreamThatMakesNoSenseIsNamed) {
-  ScriptedObserver observer("ipc://" + observer_.EndpointPath());
+  ScriptedObserver observer;
   tiles::SendDesktop(16, 16, 16, tiles::kPixels555, observer.Sender());
   tiles::SendFrame(0, 0, 15, 15, 1, Bytes{12}, observer.Sender());
   observer.SayRecord(Bytes{0, 8, 0, 0, 0, 0, 0, 0x10});
+  ASSERT_TRUE(observer.start("ipc://" + observer_.EndpointPath()));
   EXPECT_EQ(Run({"--legacy", "--png", picture_}), 3);
   EXPECT_NE(Err().find("makes no sense: frame 1: record kind 12 is unknown"), std::string::npos) << Err();
   EXPECT_EQ(observer.Ends(), 1);
