@@ -30,11 +30,18 @@ const kLabels: Record<OverlayAction, string> = {
   'sign-in': 'Sign in',
 };
 
-// What is to be said, null for nothing. `state`: the service's last one, null before the first.
-export function overlayContent(link: LinkState, state: State | null): OverlayContent | null {
+const kConnecting: OverlayContent = { title: 'Connecting', text: '', busy: true, action: null };
+
+// What is to be said, null for nothing. `state`: the service's last one, null before the first. `hasScreen`: there is
+// something to look at.
+export function overlayContent(
+  link: LinkState,
+  state: State | null,
+  hasScreen: boolean,
+): OverlayContent | null {
   switch (link.link) {
     case 'connecting':
-      return { title: 'Connecting', text: '', busy: true, action: null };
+      return kConnecting;
     case 'lost':
       return {
         title: 'Connection lost',
@@ -73,8 +80,8 @@ export function overlayContent(link: LinkState, state: State | null): OverlayCon
     case 'open':
       break;
   }
-  if (state === null) return { title: 'Connecting', text: '', busy: true, action: null };
-  if (state.state === 'running') return null;
+  if (state === null) return kConnecting;
+  if (state.state === 'running') return hasScreen ? null : kConnecting;
   const busy = ['starting', 'waiting', 'restarting'].includes(state.state);
   return {
     title: kTitles[state.state] ?? '',

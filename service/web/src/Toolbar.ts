@@ -57,7 +57,11 @@ export class Toolbar {
     );
     this.control = button('control', () => actions.changeControl());
     button('keyboard', () => actions.showKeyboard());
-    button('paste', () => actions.paste());
+    const more = new Menu(element('more', HTMLButtonElement), element('more-panel', HTMLDivElement));
+    button('paste', () => {
+      more.setOpen(false);
+      actions.paste();
+    });
     const wheel = button('wheel', () => {
       setPressed(wheel, !isPressed(wheel));
       actions.setWheelArrows(isPressed(wheel));
@@ -74,7 +78,6 @@ export class Toolbar {
       actions.leave();
     });
     button('unhide', () => this.focus());
-    new Menu(element('more', HTMLButtonElement), element('more-panel', HTMLDivElement));
     // Who works with the mouse goes on typing on the desktop.
     this.root.addEventListener('mousedown', (event) => {
       if (!(event.target instanceof HTMLSelectElement)) event.preventDefault();

@@ -130,6 +130,7 @@ class Viewer {
       case 'screen':
         if (this.model.monitor === null && this.model.chosenMonitor !== null) this.chooseMonitor(null);
         else this.showScreen();
+        this.showState();
         break;
       case 'layout':
         this.typist.setLayout(message.layout);
@@ -159,7 +160,7 @@ class Viewer {
   // ---- what is shown
 
   private showState(): void {
-    const content = overlayContent(this.model.link, this.model.state);
+    const content = overlayContent(this.model.link, this.model.state, this.model.screen !== null);
     this.overlay.show(content);
     this.announce(content === null ? 'The desktop is shown.' : `${content.title}. ${content.text}`);
     this.showRole();
