@@ -106,6 +106,9 @@ test('a finger taps, presses long and drags; two fingers zoom', () =>
         ...touchPoints: { x: number; y: number; id?: number }[]
       ) => devTools.send('Input.dispatchTouchEvent', { type, touchPoints });
 
+      // The page's time stands still, for a slow tap is a long press.
+      await page.browserPage.clock.install();
+      await page.browserPage.clock.pauseAt(Date.now() + 60_000);
       const tap = await page.place(120, 130);
       await touch('touchStart', tap);
       await touch('touchEnd');
@@ -113,6 +116,7 @@ test('a finger taps, presses long and drags; two fingers zoom', () =>
 
       const press = await page.place(220, 230);
       await touch('touchStart', press);
+      await page.browserPage.clock.runFor(1000);
       await waitFor('the long press', () => buttons().length === 4);
       await touch('touchEnd');
 
