@@ -183,7 +183,8 @@ class DesktopSession::Core {
     asking_ = true;
     roster_.SetState(Waiting());
     Audit("the user is asked whether a viewer from %s may see and control the desktop", address.c_str());
-    notice_.Ask("A viewer from " + address + " wants to see and control this desktop. Do you allow it?",
+    const std::string wish = options_.viewOnly ? "see" : "see and control";
+    notice_.Ask("A viewer from " + address + " wants to " + wish + " this desktop. Do you allow it?",
                 options_.answerLimit, [this, address](UserNotice::Answer answer) {
                   commands_.Post([this, address, answer] { TakeUsersAnswer(answer, address); });
                 });

@@ -99,7 +99,7 @@ class Roster {
   bool blankAsked_ GUARDED_BY(lock_) = false;
   HeldInput held_ GUARDED_BY(lock_);  // the controller's
   Clock::time_point lastInput_ GUARDED_BY(lock_);
-  SessionState state_ GUARDED_BY(lock_);
+  SessionState state_ GUARDED_BY(lock_) = Starting();
   Permissions permissions_ GUARDED_BY(lock_);
   ScreenSource::Origin corner_ GUARDED_BY(lock_);
   std::optional<uint8_t> layout_ GUARDED_BY(lock_);

@@ -61,6 +61,12 @@ TEST_F(LifeTest, AnObserverThatCannotBeStartedIsSaidAndTriedAgainWhenAskedFor) {
   EXPECT_TRUE(AwaitState(viewer, "running")) << viewer.Last("state");
 }
 
+TEST_F(LifeTest, AnotherObserverIsStartedFromItsOwnPlace) {
+  std::filesystem::rename(observer_.Root() + "/bin/kvobserve.app", observer_.Root() + "/kvobserve.app");
+  StartSession({.observerPath = observer_.Root() + "/kvobserve.app"});
+  EXPECT_TRUE(AwaitPicture(NewRunningViewer()));
+}
+
 TEST_F(LifeTest, ADisplayThatIsGoneIsSaid) {
   StartSession();
   FakeViewer& viewer = NewRunningViewer();
