@@ -1,5 +1,5 @@
 // The page's end of the worker, which holds the connection and the canvas.
-import { PageMessage } from './Messages.js';
+import { PageMessage, Part } from './Messages.js';
 import { FromWorker, ToWorker } from './WorkerMessages.js';
 
 export class Desktop {
@@ -40,11 +40,11 @@ export class Desktop {
     this.tell({ to: 'watch', watched });
   }
 
-  // A PNG of the whole screen; null when the browser could not make one.
-  takePicture(): Promise<Blob | null> {
+  // A PNG of a part of the screen; null when the browser could not make one.
+  takePicture(part: Part): Promise<Blob | null> {
     return new Promise((resolve) => {
       this.pictureWanted = resolve;
-      this.tell({ to: 'picture' });
+      this.tell({ to: 'picture', part });
     });
   }
 

@@ -9,7 +9,7 @@ const kChords: [label: string, keyCodes: number[]][] = [
   ['Ctrl + Alt + Del', [Vk.control, Vk.alt, Vk.delete]],
   ['Alt + Tab', [Vk.alt, Vk.tab]],
   ['Alt + F4', [Vk.alt, functionKeyCode('F4')]],
-  ['Platform key', [Vk.platform]],
+  ['Super / Cmd', [Vk.platform]],
   ['Menu key', [functionKeyCode('ContextMenu')]],
   ['Escape', [Vk.escape]],
   ['Tab', [Vk.tab]],
@@ -22,7 +22,7 @@ const kModifiers: [label: string, keyCode: number][] = [
   ['Ctrl', Vk.control],
   ['Alt', Vk.alt],
   ['Shift', Vk.shift],
-  ['Platform', Vk.platform],
+  ['Super', Vk.platform],
 ];
 
 const kFunctionKeys = 20;

@@ -6,12 +6,15 @@ export type StateName =
 export type LayoutName = 'other' | 'french' | 'german' | 'japanese';
 
 // Pixels of the screen; right and bottom are exclusive.
-export interface Monitor {
-  id: number;
+export interface Part {
   left: number;
   top: number;
   right: number;
   bottom: number;
+}
+
+export interface Monitor extends Part {
+  id: number;
   primary: boolean;
 }
 

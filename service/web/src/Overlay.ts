@@ -66,7 +66,7 @@ export function overlayContent(
     case 'closed':
       return {
         title: 'Disconnected',
-        text: link.reason || 'The service has ended the connection.',
+        text: `The service has ended the connection${link.reason === '' ? '' : `: ${link.reason}`}.`,
         busy: false,
         action: 'reconnect',
       };

@@ -1,6 +1,6 @@
 // Draws updates on the canvas. Pixels are converted by a table into an image as large as the screen, whose changed
 // parts go to the canvas; without a graphics card, a texture of 16-bit pixels and a shader take many times as long.
-import { Screen } from './Messages.js';
+import { Part, Screen } from './Messages.js';
 import { Update, UpdateRectangle } from './UpdateReader.js';
 
 // From 16-bit pixels to the bytes R, G, B, 255 in memory order.
@@ -61,8 +61,11 @@ export class Painter {
     }
   }
 
-  takePicture(): Promise<Blob> {
-    return this.canvas.convertToBlob({ type: 'image/png' });
+  // A PNG of a part of the screen.
+  takePicture({ left, top, right, bottom }: Part): Promise<Blob> {
+    const picture = new OffscreenCanvas(right - left, bottom - top);
+    picture.getContext('2d', { alpha: false })?.drawImage(this.canvas, -left, -top);
+    return picture.convertToBlob({ type: 'image/png' });
   }
 
   private fill({ left, top, width, height, colour }: UpdateRectangle): void {

@@ -1,5 +1,5 @@
 // What the page knows of the session, from the messages of the service.
-import { Control, Monitor, Permissions, Screen, ServiceMessage, State, Welcome } from './Messages.js';
+import { Control, Monitor, Part, Permissions, Screen, ServiceMessage, State, Welcome } from './Messages.js';
 import { LinkState } from './WorkerMessages.js';
 
 export type Role = 'controlling' | 'watching' | 'watching-free' | 'asking' | 'never-controlling';
@@ -71,6 +71,12 @@ export class SessionModel {
   // The chosen monitor; null when all are shown.
   get monitor(): Monitor | null {
     return this.screen?.monitors.find(({ id }) => id === this.chosenMonitor) ?? null;
+  }
+
+  // What is to be seen of the screen; null before there is one.
+  get part(): Part | null {
+    if (this.screen === null) return null;
+    return this.monitor ?? { left: 0, top: 0, right: this.screen.width, bottom: this.screen.height };
   }
 
   private get isController(): boolean {

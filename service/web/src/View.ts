@@ -1,13 +1,6 @@
 // Where the screen, or the part of it that is shown, lies in the window.
+import { Part } from './Messages.js';
 import { anchoredScroll, clampScale, fitScale, nextStep, Point, Size, ZoomMode } from './Zoom.js';
-
-// Pixels of the screen; right and bottom are exclusive.
-export interface Part {
-  left: number;
-  top: number;
-  right: number;
-  bottom: number;
-}
 
 export class View {
   private screen: Size = { width: 0, height: 0 };

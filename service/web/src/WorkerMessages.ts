@@ -1,5 +1,5 @@
 // What the page and its worker tell each other.
-import { PageMessage, ServiceMessage } from './Messages.js';
+import { PageMessage, Part, ServiceMessage } from './Messages.js';
 
 export type LinkState =
   | { link: 'connecting' }
@@ -28,7 +28,7 @@ export type ToWorker =
   | { to: 'reconnect' }
   // Whether anybody sees, or records, what is drawn.
   | { to: 'watch'; watched: boolean }
-  | { to: 'picture' };
+  | { to: 'picture'; part: Part };
 
 export type FromWorker =
   | { from: 'link'; state: LinkState }

@@ -181,10 +181,10 @@ class Viewer {
   }
 
   private showScreen(): void {
-    const { screen, monitor, chosenMonitor } = this.model;
-    if (screen === null) return;
+    const { screen, part, chosenMonitor } = this.model;
+    if (screen === null || part === null) return;
     this.toolbar.setMonitors(screen.monitors, chosenMonitor);
-    this.view.show(screen, monitor ?? { left: 0, top: 0, right: screen.width, bottom: screen.height });
+    this.view.show(screen, part);
   }
 
   private showZoom(): void {
@@ -222,8 +222,9 @@ class Viewer {
   }
 
   private async savePicture(): Promise<void> {
-    const picture = await this.desktop.takePicture();
-    if (picture === null) this.notices.say('The browser could not make a picture.');
+    const { part } = this.model;
+    const picture = part === null ? null : await this.desktop.takePicture(part);
+    if (picture === null) this.notices.say('There is no picture to save.');
     else save(picture, fileName(this.computer, 'png'));
   }
 

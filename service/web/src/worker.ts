@@ -56,7 +56,7 @@ class Session {
         this.pacer.setWatched(message.watched);
         break;
       case 'picture':
-        tell({ from: 'picture', picture: await this.painter.takePicture().catch(() => null) });
+        tell({ from: 'picture', picture: await this.painter.takePicture(message.part).catch(() => null) });
         break;
       case 'start':
         break;

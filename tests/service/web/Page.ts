@@ -1,7 +1,7 @@
 // The page in a browser, as a person sees and uses it.
 import assert from 'node:assert/strict';
 import { Browser, BrowserContextOptions, chromium, Page as BrowserPage } from 'playwright-core';
-import { Picture, pixel } from './Desktop.js';
+import { Desktop, Picture, pixel } from './Desktop.js';
 
 // Holds the bar and a desktop of 800 x 600, pixel for pixel.
 const kWindow = { width: 1280, height: 700 };
@@ -25,6 +25,10 @@ export class Page {
   // Returns when the desktop is seen.
   async waitForDesktop(): Promise<void> {
     await this.browserPage.locator('#overlay:not(.shown)').waitFor({ state: 'attached' });
+    // Two frames later it has been painted: before, the browser takes no input.
+    await this.browserPage.evaluate(
+      () => new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve))),
+    );
   }
 
   // Shows one pixel for one.
@@ -91,4 +95,24 @@ export function assertSame(shown: Picture, expected: Picture): void {
         `pixel ${i % expected.width}, ${Math.floor(i / expected.width)} is ${shown.pixels[i]!.toString(16)}, ` +
           `not ${expected.pixels[i]!.toString(16)}`,
       );
+}
+
+// Runs `act` with a page that shows a desktop, one pixel for one. `prepare` puts programs on the desktop first.
+export async function withPage(
+  act: (page: Page, desktop: Desktop, address: string) => Promise<void>,
+  prepare: (desktop: Desktop) => void = () => undefined,
+): Promise<void> {
+  const desktop = await Desktop.start();
+  const browser = await startBrowser();
+  try {
+    prepare(desktop);
+    const address = await desktop.startService();
+    const page = await Page.open(browser, address);
+    await page.waitForDesktop();
+    await page.showActualSize();
+    await act(page, desktop, address);
+  } finally {
+    await browser.close();
+    await desktop.end();
+  }
 }

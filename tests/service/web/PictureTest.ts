@@ -2,19 +2,17 @@
 import assert from 'node:assert/strict';
 import { readFileSync } from 'node:fs';
 import test from 'node:test';
-import { Desktop, waitFor } from './Desktop.js';
-import { assertSame, Page, startBrowser } from './Page.js';
+import { Desktop, Picture, waitFor } from './Desktop.js';
+import { assertSame, withPage } from './Page.js';
 
-test('the page shows the desktop pixel for pixel, and follows it', async () => {
-  const desktop = await Desktop.start();
-  const browser = await startBrowser();
-  try {
-    desktop.run('xsetroot', '-mod', '16', '5', '-fg', '#ff8800', '-bg', '#0044aa');
-    desktop.start('xlogo', '-geometry', '200x150+20+30');
-    desktop.start('xterm', '-geometry', '60x10+300+200', '-e', 'printf "Grüße\\n\\033[31mred\\n"; cat');
-    const page = await Page.open(browser, await desktop.startService());
-    await page.waitForDesktop();
-    await page.showActualSize();
+function drawSomething(desktop: Desktop): void {
+  desktop.run('xsetroot', '-mod', '16', '5', '-fg', '#ff8800', '-bg', '#0044aa');
+  desktop.start('xlogo', '-geometry', '200x150+20+30');
+  desktop.start('xterm', '-geometry', '60x10+300+200', '-e', 'printf "Grüße\\n\\033[31mred\\n"; cat');
+}
+
+test('the page shows the desktop pixel for pixel, and follows it', () =>
+  withPage(async (page, desktop) => {
     const same = async () => (assertSame(await page.picture(), desktop.picture()), true);
     await waitFor('the first picture', same);
 
@@ -27,14 +25,14 @@ test('the page shows the desktop pixel for pixel, and follows it', async () => {
     desktop.run('sleep', '1');
     desktop.run('xrefresh');
     await waitFor('the end of the movement', same);
+  }, drawSomething));
 
-    const download = page.browserPage.waitForEvent('download');
+test('a screenshot and a recording are saved', () =>
+  withPage(async (page, desktop) => {
+    await waitFor('the picture', async () => (assertSame(await page.picture(), desktop.picture()), true));
+    const screenshot = page.browserPage.waitForEvent('download');
     await page.browserPage.click('#picture');
-    const saved = await (await download).path();
-    await waitFor('the same picture in the file', async () => {
-      assertSame(await page.decode(readFileSync(saved)), desktop.picture());
-      return true;
-    });
+    assertSame(await page.decode(readFileSync(await (await screenshot).path())), desktop.picture());
 
     const recording = page.browserPage.waitForEvent('download');
     await page.browserPage.click('#record');
@@ -48,8 +46,21 @@ test('the page shows the desktop pixel for pixel, and follows it', async () => {
       0x1a45dfa3,
       'the mark of WebM',
     );
-  } finally {
-    await browser.close();
-    await desktop.end();
-  }
-});
+  }, drawSomething));
+
+test('one monitor of two is shown by itself', () =>
+  withPage(async (page, desktop) => {
+    desktop.run('xrandr', '--setmonitor', 'left', '400/100x600/150+0+0', 'screen');
+    desktop.run('xrandr', '--setmonitor', 'right', '400/100x600/150+400+0', 'none');
+    await waitFor('the choice', () => page.isVisible('monitor'));
+    await page.browserPage.selectOption('#monitor', { label: 'Monitor 2' });
+    await waitFor('the right half', async () => {
+      assertSame(await page.picture(), rightHalf(desktop.picture()));
+      return true;
+    });
+  }, drawSomething));
+
+function rightHalf({ width, height, pixels }: Picture): Picture {
+  const half = width / 2;
+  return { width: half, height, pixels: pixels.filter((_, i) => i % width >= half) };
+}

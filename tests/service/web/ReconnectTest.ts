@@ -1,28 +1,11 @@
 // The page gets over the death of each process, or says why not.
 import assert from 'node:assert/strict';
 import test from 'node:test';
-import { Desktop, waitFor } from './Desktop.js';
-import { assertSame, Page, startBrowser } from './Page.js';
-
-async function withPage(
-  act: (desktop: Desktop, page: Page, address: string) => Promise<void>,
-): Promise<void> {
-  const desktop = await Desktop.start();
-  const browser = await startBrowser();
-  try {
-    const address = await desktop.startService();
-    const page = await Page.open(browser, address);
-    await page.waitForDesktop();
-    await page.showActualSize();
-    await act(desktop, page, address);
-  } finally {
-    await browser.close();
-    await desktop.end();
-  }
-}
+import { waitFor } from './Desktop.js';
+import { assertSame, withPage } from './Page.js';
 
 test('the picture comes back after the observer was killed', () =>
-  withPage(async (desktop, page) => {
+  withPage(async (page, desktop) => {
     for (const colour of ['#336699', '#996633']) {
       const killed = desktop.observer();
       process.kill(killed, 'SIGKILL');
@@ -34,7 +17,7 @@ test('the picture comes back after the observer was killed', () =>
   }));
 
 test('a service that was started anew asks for its own token', () =>
-  withPage(async (desktop, page, address) => {
+  withPage(async (page, desktop, address) => {
     await desktop.killService();
     await waitFor('the message', async () => (await page.message()) === 'Connection lost');
     const renewed = await desktop.startService('--port', new URL(address).port);
@@ -48,7 +31,7 @@ test('a service that was started anew asks for its own token', () =>
   }));
 
 test('a display that has gone is explained', () =>
-  withPage(async (desktop, page) => {
+  withPage(async (page, desktop) => {
     await desktop.killServer();
     await waitFor('the message', async () => (await page.message()) === 'No picture');
     assert.notEqual(await page.text('overlay-text'), '');
