@@ -3,17 +3,14 @@
 #include <array>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/ssl/context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http.hpp>
-#include <boost/beast/ssl.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <memory>
 #include <optional>
-#include <type_traits>
 
+#include "service/remote/BrowserStream.h"
 #include "service/remote/ViewerSocket.h"
 
 namespace remote {
@@ -24,8 +21,6 @@ namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = beast::http;
 
-using PlainStream = beast::tcp_stream;
-using TlsStream = beast::ssl_stream<beast::tcp_stream>;
 using Request = http::request<http::string_body>;
 using Error = beast::error_code;
 
@@ -77,10 +72,9 @@ http::response<http::string_body> Render(const WebAnswer& answer, unsigned versi
   return response;
 }
 
-template <class Stream>
-class HttpConnection : public std::enable_shared_from_this<HttpConnection<Stream>> {
+class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
  public:
-  HttpConnection(WebContext& context, Stream stream, Peer peer)
+  HttpConnection(WebContext& context, BrowserStream stream, Peer peer)
       : context_(context),
         slot_(context),
         stream_(std::move(stream)),
@@ -88,19 +82,15 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection<Stream
         peer_(std::move(peer)) {}
 
   void Start() {
-    if constexpr (std::is_same_v<Stream, TlsStream>) {
-      Expire();
-      stream_.async_handshake(asio::ssl::stream_base::server, [self = this->shared_from_this()](Error error) {
-        if (!error) self->Read();
-      });
-    } else {
-      Read();
-    }
+    Expire();
+    stream_.Below().Handshake([self = shared_from_this()](Error error) {
+      if (!error) self->Read();
+    });
   }
 
  private:
   // One time for all that comes until the next call: who sends a byte now and then gets no more of it.
-  void Expire() { beast::get_lowest_layer(stream_).expires_after(context_.limits.request); }
+  void Expire() { stream_.Lowest().expires_after(context_.limits.request); }
 
   void Read() {
     parser_.emplace();
@@ -108,7 +98,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection<Stream
     parser_->body_limit(kMaxBody);
     Expire();
     http::async_read(stream_, buffer_, *parser_,
-                     [self = this->shared_from_this()](Error error, size_t) { self->OnRead(error); });
+                     [self = shared_from_this()](Error error, size_t) { self->OnRead(error); });
   }
 
   void OnRead(Error error) {
@@ -128,7 +118,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection<Stream
     }
     // The connection counts as one until then, whether its peer waits or not.
     held_.expires_after(answer.delay);
-    held_.async_wait([self = this->shared_from_this(), answer = std::move(answer)](Error) {
+    held_.async_wait([self = shared_from_this(), answer = std::move(answer)](Error) {
       self->Expire();
       self->Write(answer, false);
     });
@@ -136,7 +126,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection<Stream
 
   void Write(const WebAnswer& answer, bool keepAlive) {
     response_ = Render(answer, parser_->get().version(), keepAlive);
-    http::async_write(stream_, response_, [self = this->shared_from_this(), keepAlive](Error error, size_t) {
+    http::async_write(stream_, response_, [self = shared_from_this(), keepAlive](Error error, size_t) {
       if (error) return;
       if (keepAlive) return self->Read();
       self->End();
@@ -145,21 +135,16 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection<Stream
 
   // What the peer still sends is read, or the answer would be lost with the connection.
   void End() {
-    if constexpr (std::is_same_v<Stream, TlsStream>) {
-      stream_.async_shutdown([self = this->shared_from_this()](Error) {});
-    } else {
-      Error ignored;
-      stream_.socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
-      Drain(0);
-    }
+    stream_.Below().Shutdown([self = shared_from_this()](Error error) {
+      if (!error) self->Drain(0);
+    });
   }
 
   void Drain(size_t drained) {
     if (drained > kMaxDrained) return;
-    stream_.async_read_some(asio::buffer(rest_),
-                            [self = this->shared_from_this(), drained](Error error, size_t n) {
-                              if (!error) self->Drain(drained + n);
-                            });
+    stream_.async_read_some(asio::buffer(rest_), [self = shared_from_this(), drained](Error error, size_t n) {
+      if (!error) self->Drain(drained + n);
+    });
   }
 
   void BecomeWebSocket() {
@@ -168,7 +153,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection<Stream
 
   WebContext& context_;
   ConnectionSlot slot_;
-  Stream stream_;
+  BrowserStream stream_;
   asio::steady_timer held_;
   Peer peer_;
   beast::flat_buffer buffer_{kMaxHeader + kMaxBody};
@@ -182,15 +167,8 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection<Stream
 void ServeBrowser(boost::asio::io_context& io, WebContext& context, platform::UniqueFd socket, Peer peer,
                   ssl_ctx_st* tls) {
   const auto family = peer.ipv6 ? asio::ip::tcp::v6() : asio::ip::tcp::v4();
-  PlainStream stream(asio::ip::tcp::socket(io, family, socket.Release()));
-  if (tls == nullptr) {
-    std::make_shared<HttpConnection<PlainStream>>(context, std::move(stream), std::move(peer))->Start();
-    return;
-  }
-  SSL_CTX_up_ref(tls);
-  asio::ssl::context shared(tls);
-  std::make_shared<HttpConnection<TlsStream>>(context, TlsStream(std::move(stream), shared), std::move(peer))
-      ->Start();
+  BrowserStream stream(beast::tcp_stream(asio::ip::tcp::socket(io, family, socket.Release())), tls);
+  std::make_shared<HttpConnection>(context, std::move(stream), std::move(peer))->Start();
 }
 
 }  // namespace remote

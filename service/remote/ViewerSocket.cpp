@@ -4,18 +4,16 @@
 
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/string_body.hpp>
-#include <boost/beast/ssl.hpp>
 #include <boost/beast/websocket.hpp>
-#include <boost/beast/websocket/ssl.hpp>
 #include <deque>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include "common/KCasl.h"
+#include "service/remote/BrowserStream.h"
 
 namespace remote {
 
@@ -26,8 +24,6 @@ namespace beast = boost::beast;
 namespace http = beast::http;
 namespace websocket = beast::websocket;
 
-using PlainStream = beast::tcp_stream;
-using TlsStream = beast::ssl_stream<beast::tcp_stream>;
 using UpgradeRequest = http::request<http::string_body>;
 using Error = beast::error_code;
 
@@ -77,10 +73,10 @@ class Channel : public ViewerChannel {
   const std::weak_ptr<Line> line_;
 };
 
-template <class Stream>
-class ViewerSocket : public Line, public std::enable_shared_from_this<ViewerSocket<Stream>> {
+class ViewerSocket : public Line, public std::enable_shared_from_this<ViewerSocket> {
  public:
-  ViewerSocket(WebContext& context, ConnectionSlot slot, Stream stream, UpgradeRequest request, Peer peer)
+  ViewerSocket(WebContext& context, ConnectionSlot slot, BrowserStream stream, UpgradeRequest request,
+               Peer peer)
       : context_(context),
         slot_(std::move(slot)),
         socket_(std::move(stream)),
@@ -98,7 +94,7 @@ class ViewerSocket : public Line, public std::enable_shared_from_this<ViewerSock
   }
 
   void Start() {
-    auto& lowest = beast::get_lowest_layer(socket_);
+    auto& lowest = socket_.next_layer().Lowest();
     lowest.expires_never();
     Error ignored;
     lowest.socket().set_option(asio::ip::tcp::no_delay(true), ignored);
@@ -112,7 +108,7 @@ class ViewerSocket : public Line, public std::enable_shared_from_this<ViewerSock
     socket_.read_message_max(ViewerHub::kMaxText);
     socket_.auto_fragment(false);
     socket_.control_callback([this](websocket::frame_type, beast::string_view) { heard_ = Clock::now(); });
-    socket_.async_accept(request_, [self = this->shared_from_this()](Error error) {
+    socket_.async_accept(request_, [self = shared_from_this()](Error error) {
       if (!error) self->OnOpen();
     });
   }
@@ -142,21 +138,21 @@ class ViewerSocket : public Line, public std::enable_shared_from_this<ViewerSock
   void End() override {
     open_ = false;
     timer_.cancel();
-    beast::get_lowest_layer(socket_).close();
+    socket_.next_layer().Lowest().close();
   }
 
  private:
   void OnOpen() {
     open_ = true;
     heard_ = Clock::now();
-    viewer_ = context_.hub.Join(std::make_shared<Channel>(context_.queue, this->weak_from_this()), peer_.name,
+    viewer_ = context_.hub.Join(std::make_shared<Channel>(context_.queue, weak_from_this()), peer_.name,
                                 peer_.local);
     Read();
     WaitForTick();
   }
 
   void Read() {
-    socket_.async_read(buffer_, [self = this->shared_from_this()](Error error, size_t) {
+    socket_.async_read(buffer_, [self = shared_from_this()](Error error, size_t) {
       if (error) return self->End();
       self->OnMessage();
     });
@@ -189,7 +185,7 @@ class ViewerSocket : public Line, public std::enable_shared_from_this<ViewerSock
   void WriteNext() {
     writingSince_ = Clock::now();
     socket_.text(waiting_.front().text);
-    socket_.async_write(waiting_.front().Buffer(), [self = this->shared_from_this()](Error error, size_t) {
+    socket_.async_write(waiting_.front().Buffer(), [self = shared_from_this()](Error error, size_t) {
       if (error) return self->End();
       self->waiting_.pop_front();
       if (!self->waiting_.empty()) return self->WriteNext();
@@ -198,12 +194,12 @@ class ViewerSocket : public Line, public std::enable_shared_from_this<ViewerSock
   }
 
   void WriteClose() {
-    socket_.async_close(*closing_, [self = this->shared_from_this()](Error) { self->End(); });
+    socket_.async_close(*closing_, [self = shared_from_this()](Error) { self->End(); });
   }
 
   void WaitForTick() {
     timer_.expires_after(context_.limits.pingEvery);
-    timer_.async_wait([self = this->shared_from_this()](Error error) {
+    timer_.async_wait([self = shared_from_this()](Error error) {
       if (!error) self->OnTick();
     });
   }
@@ -220,7 +216,7 @@ class ViewerSocket : public Line, public std::enable_shared_from_this<ViewerSock
 
   void Ping() {
     pinging_ = true;
-    socket_.async_ping({}, [self = this->shared_from_this()](Error) { self->pinging_ = false; });
+    socket_.async_ping({}, [self = shared_from_this()](Error) { self->pinging_ = false; });
   }
 
   void Drop(const char* why) {
@@ -231,7 +227,7 @@ class ViewerSocket : public Line, public std::enable_shared_from_this<ViewerSock
 
   WebContext& context_;
   const ConnectionSlot slot_;
-  websocket::stream<Stream, false> socket_;
+  websocket::stream<BrowserStream, false> socket_;
   asio::steady_timer timer_;
   const UpgradeRequest request_;
   const Peer peer_;
@@ -248,14 +244,13 @@ class ViewerSocket : public Line, public std::enable_shared_from_this<ViewerSock
 
 }  // namespace
 
-template <class Stream, class Request>
-void ServeViewer(WebContext& context, ConnectionSlot slot, Stream stream, Request request, Peer peer) {
-  std::make_shared<ViewerSocket<Stream>>(context, std::move(slot), std::move(stream), std::move(request),
-                                         std::move(peer))
+template <class Request>
+void ServeViewer(WebContext& context, ConnectionSlot slot, BrowserStream stream, Request request, Peer peer) {
+  std::make_shared<ViewerSocket>(context, std::move(slot), std::move(stream), std::move(request),
+                                 std::move(peer))
       ->Start();
 }
 
-template void ServeViewer(WebContext&, ConnectionSlot, PlainStream, UpgradeRequest, Peer);
-template void ServeViewer(WebContext&, ConnectionSlot, TlsStream, UpgradeRequest, Peer);
+template void ServeViewer(WebContext&, ConnectionSlot, BrowserStream, UpgradeRequest, Peer);
 
 }  // namespace remote

@@ -4,9 +4,11 @@
 
 namespace remote {
 
-// Takes the connection over from its upgrade request on. The stream is Beast's plain or TLS one, the request
-// its request of a string. Pings, and ends a connection that is silent, does not read, or floods.
-template <class Stream, class Request>
-void ServeViewer(WebContext& context, ConnectionSlot slot, Stream stream, Request request, Peer peer);
+class BrowserStream;
+
+// Takes the connection over from its upgrade request on, Beast's request of a string. Pings, and ends a
+// connection that is silent, does not read, or floods.
+template <class Request>
+void ServeViewer(WebContext& context, ConnectionSlot slot, BrowserStream stream, Request request, Peer peer);
 
 }  // namespace remote
