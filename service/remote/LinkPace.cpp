@@ -10,6 +10,10 @@ constexpr double kRemoteBudget = 64 << 10;  // to begin with
 constexpr double kMostBudget = 64 << 20;
 // What an update may take longer than one of a few bytes, so that a viewer sees his own actions soon.
 constexpr double kTargetSeconds = 0.06;
+// Now and then an update is small, or a link that is always full would show only what full updates take.
+constexpr int kProbeEvery = 16;
+constexpr double kProbePart = 8;
+constexpr double kNever = 1e9;
 // Smaller updates take the time of their way, whatever their form.
 constexpr size_t kTellingPixels = 16 << 10;
 // The other form is tried now and then, since links and pages change.
@@ -20,9 +24,18 @@ double Mix(double before, double now) { return before * 0.8 + now * 0.2; }
 
 }  // namespace
 
-LinkPace::LinkPace(bool local) : budgetBytes_(local ? kMostBudget : kRemoteBudget), compress_(!local) {}
+LinkPace::LinkPace(bool local) : budgetBytes_(local ? kMostBudget : kRemoteBudget), compress_(!local) {
+  taken_.fill(kNever);
+}
 
-size_t LinkPace::MaxPixels() const { return static_cast<size_t>(budgetBytes_ / bytesPerPixel_) + 1; }
+LinkPace::Limits LinkPace::Next() {
+  double bytes = budgetBytes_;
+  if (++sinceProbe_ >= kProbeEvery) {
+    sinceProbe_ = 0;
+    bytes /= kProbePart;
+  }
+  return {static_cast<size_t>(bytes / bytesPerPixel_) + 1, static_cast<size_t>(bytes)};
+}
 
 bool LinkPace::Compress(size_t pixels) {
   if (pixels < kTellingPixels) return compress_;
@@ -49,9 +62,9 @@ void LinkPace::Drawn(Clock::time_point now) {
 }
 
 void LinkPace::LearnBudget(const Update& update, double seconds) {
-  // The way may have become longer: the least time rises slowly.
-  least_ = std::min(least_ ? *least_ * 1.01 : seconds, seconds);
-  const double beyond = std::max(seconds - *least_, 1e-4);
+  taken_[next_++ % taken_.size()] = seconds;
+  const double least = *std::min_element(taken_.begin(), taken_.end());
+  const double beyond = std::max(seconds - least, 1e-4);
   const bool full = static_cast<double>(update.bytes) >= budgetBytes_ / 2;
   if (!full && beyond < kTargetSeconds) return;
   const double factor = std::clamp(kTargetSeconds / beyond, 0.5, 2.0);

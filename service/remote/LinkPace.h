@@ -1,6 +1,7 @@
 // How much an update to one viewer may hold, and whether it is worth compressing: both learned from how long
 // updates took from their beginning to the page's "drawn".
 #pragma once
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <optional>
@@ -15,9 +16,12 @@ class LinkPace {
   // `local`: over loopback, which is fast until it proves otherwise.
   explicit LinkPace(bool local);
 
-  // What the next update may hold; it may have twice the bytes.
-  [[nodiscard]] size_t MaxBytes() const { return static_cast<size_t>(budgetBytes_); }
-  [[nodiscard]] size_t MaxPixels() const;
+  // What the next update may hold. Pixels compress as well as they lately did; when it comes to more than
+  // twice the bytes, it has to be cut.
+  struct Limits {
+    size_t pixels, bytes;
+  };
+  [[nodiscard]] Limits Next();
   // How the next update, of so many pixels, goes.
   [[nodiscard]] bool Compress(size_t pixels);
 
@@ -37,7 +41,10 @@ class LinkPace {
 
   double budgetBytes_;
   double bytesPerPixel_ = 2;
-  std::optional<double> least_;  // seconds that any update takes
+  // Seconds that the last updates took. The least of them is what any update takes.
+  std::array<double, 32> taken_;
+  size_t next_ = 0;
+  int sinceProbe_ = 0;
   // Seconds a pixel, of raw updates and compressed ones.
   std::optional<double> cost_[2];
   bool compress_;

@@ -294,10 +294,10 @@ std::optional<ScreenPump::Job> ScreenPump::NextJob(ViewerId after) {
   for (auto entry = viewers_.upper_bound(after); entry != viewers_.end(); ++entry) {
     Viewer& viewer = entry->second;
     if (viewer.drawing || viewer.pending.Empty()) continue;
-    viewer.pending.Take(viewer.pace.MaxPixels(), now, pieces_);
+    const LinkPace::Limits limits = viewer.pace.Next();
+    viewer.pending.Take(limits.pixels, now, pieces_);
     viewer.drawing = true;
-    return Job{entry->first, ++viewer.number, viewer.pace.MaxBytes(),
-               viewer.pace.Compress(PixelsOf(pieces_))};
+    return Job{entry->first, ++viewer.number, limits.bytes, viewer.pace.Compress(PixelsOf(pieces_))};
   }
   return std::nullopt;
 }

@@ -49,7 +49,7 @@ void SessionTest::Work() {
 
 bool SessionTest::AwaitPicture(const FakeViewer& viewer) {
   return Await([&] {
-    if (viewer.Width() == 0) return false;
+    if (viewer.Width() == 0 || viewer.HasUndrawn()) return false;
     std::vector<uint16_t> shown;
     for (const uint32_t pixel : client_->Read(0, 0, viewer.Width(), viewer.Height()))
       shown.push_back(
