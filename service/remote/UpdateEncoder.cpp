@@ -72,18 +72,20 @@ bool IsNoise(const PixelView& picture, const Rect& piece) {
   return equal * kFewOf < seen;
 }
 
+void Append(const void* bytes, size_t count, std::vector<uint8_t>& to) {
+  const size_t before = to.size();
+  to.resize(before + count);
+  std::memcpy(to.data() + before, bytes, count);
+}
+
 void AppendRows(const PixelView& picture, const Rect& rect, std::vector<uint8_t>& to) {
   const size_t bytes = static_cast<size_t>(rect.Width()) * kPixelBytes;
-  for (int y = rect.top; y < rect.bottom; ++y) {
-    const auto* const row = reinterpret_cast<const uint8_t*>(Row(picture, rect.left, y));
-    to.insert(to.end(), row, row + bytes);
-  }
+  for (int y = rect.top; y < rect.bottom; ++y) Append(Row(picture, rect.left, y), bytes, to);
 }
 
 template <class Record>
 void Append(const Record& record, std::vector<uint8_t>& to) {
-  const auto* const bytes = reinterpret_cast<const uint8_t*>(&record);
-  to.insert(to.end(), bytes, bytes + sizeof record);
+  Append(&record, sizeof record, to);
 }
 
 }  // namespace
@@ -181,9 +183,7 @@ std::vector<uint8_t> UpdateEncoder::Encode(const PixelView& picture, std::span<c
         message);
   for (const Part& part : parts_)
     if (part.kind == Kind::kRaw) AppendRows(picture, part.rect, message);
-  if (compressed)
-    message.insert(message.end(), compressed_.begin(),
-                   compressed_.begin() + static_cast<std::ptrdiff_t>(compressedLength_));
+  if (compressed) Append(compressed_.data(), compressedLength_, message);
   return message;
 }
 
