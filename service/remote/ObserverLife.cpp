@@ -1,5 +1,8 @@
 #include "service/remote/ObserverLife.h"
 
+#include <csignal>
+
+#include "common/KCPidUtils.h"
 #include "service/remote/Audit.h"
 #include "service/remote/Display.h"
 
@@ -50,6 +53,8 @@ void ObserverLife::Begin() {
   if (begun_) return;
   roster_.SetState(Starting());
   commands_.DropRecords();
+  // One that a killed service has left behind would run on beside the new one.
+  KCSignalProcessByNameWithConsoleUser("kvobserve", nullptr, SIGTERM);
   if (!link_.Start()) return roster_.SetState(FailedToStart());
   begun_ = true;
   policy_.Forget();

@@ -61,6 +61,16 @@ TEST_F(LifeTest, AnObserverThatCannotBeStartedIsSaidAndTriedAgainWhenAskedFor) {
   EXPECT_TRUE(AwaitState(viewer, "running")) << viewer.Last("state");
 }
 
+TEST_F(LifeTest, AnObserverThatWasLeftBehindIsReplaced) {
+  observer_.Start();
+  ASSERT_TRUE(observer_.WaitUntilListening());
+  StartSession();
+  FakeViewer& viewer = NewRunningViewer();
+  EXPECT_EQ(observer_.WaitForEnd(), 0);
+  EXPECT_TRUE(AwaitPicture(viewer));
+  EXPECT_GT(ObserverPid(), 0);
+}
+
 TEST_F(LifeTest, AnotherObserverIsStartedFromItsOwnPlace) {
   std::filesystem::rename(observer_.Root() + "/bin/kvobserve.app", observer_.Root() + "/kvobserve.app");
   StartSession({.observerPath = observer_.Root() + "/kvobserve.app"});
