@@ -55,11 +55,11 @@ export class Desktop {
     };
   }
 
-  // With an X server of that layout; kvremote is started by startService().
-  static async start(layout = 'us'): Promise<Desktop> {
+  // With an X server of that layout and size; kvremote is started by startService().
+  static async start(layout = 'us', size = '800x600'): Promise<Desktop> {
     const desktop = new Desktop();
     try {
-      await desktop.startServer();
+      await desktop.startServer(size);
       desktop.run('setxkbmap', layout);
     } catch (error) {
       await desktop.end();
@@ -82,6 +82,18 @@ export class Desktop {
 
   async killServer(): Promise<void> {
     await kill(this.server);
+  }
+
+  get display(): string {
+    return this.environment.DISPLAY!;
+  }
+
+  get serverProcess(): number {
+    return this.server.pid!;
+  }
+
+  get serviceProcess(): number {
+    return this.service!.pid!;
   }
 
   // The number of the observer that runs; throws when none does.
@@ -148,8 +160,8 @@ export class Desktop {
     rmSync(this.folder, { recursive: true, force: true });
   }
 
-  private async startServer(): Promise<void> {
-    const words = ['-displayfd', '3', '-screen', '0', '800x600x24', '-nolisten', 'tcp', '-noreset'];
+  private async startServer(size: string): Promise<void> {
+    const words = ['-displayfd', '3', '-screen', '0', `${size}x24`, '-nolisten', 'tcp', '-noreset'];
     this.server = spawn('Xvfb', words, { stdio: ['ignore', 'ignore', 'ignore', 'pipe'] });
     this.children.push(this.server);
     for await (const line of createInterface(this.server.stdio[3] as Readable)) {

@@ -1,0 +1,384 @@
+// How long from a change on the screen to the page that shows it, how much processor time does that take, and how many
+// bytes, beside Debian's VNC servers with their WebSocket bridge and page?
+import { ChildProcess, execFileSync, spawn } from 'node:child_process';
+import { readdirSync, readFileSync } from 'node:fs';
+import { AddressInfo, createServer } from 'node:net';
+import { join } from 'node:path';
+import { createInterface, Interface } from 'node:readline';
+import { Readable } from 'node:stream';
+import { Browser, chromium, Page } from 'playwright-core';
+import { Desktop, waitFor } from '../tests/service/web/Desktop.js';
+
+const kSize = { width: 1920, height: 1080 };
+const kWindow = { width: 1960, height: 1200 };
+const kDefaultRounds = 9;
+const kWarmUpMs = 1000;
+const kSettleMs = 400;
+// JPEG and 16-bit pixels change a colour by less.
+const kNearColour = 10;
+
+interface Load {
+  name: string;
+  // What paint_to_order knows it by.
+  paint: string;
+  periodMs: number;
+  count: number;
+  // A pixel that has the colour of the last change.
+  at: [x: number, y: number];
+}
+
+const kLoads: Load[] = [
+  { name: 'a square of 64 x 64, once a second', paint: 'square', periodMs: 1000, count: 4, at: [330, 330] },
+  { name: 'a square of 64 x 64, 20 times a second', paint: 'square', periodMs: 50, count: 50, at: [330, 330] },
+  { name: 'a scrolling window of 800 x 600, 20 times a second', paint: 'scroll', periodMs: 50, count: 50, at: [600, 742] },
+  { name: 'full-screen video, 30 times a second', paint: 'video', periodMs: 33.3, count: 75, at: [0, 540] },
+  { name: 'a full-screen film, 30 times a second', paint: 'film', periodMs: 33.3, count: 75, at: [32, 32] },
+];
+
+// ---- the contenders
+
+interface Contender {
+  name: string;
+  display: string;
+  // Of the WebSocket server.
+  port: number;
+  // The processes between the X server and the browser.
+  processes: () => number[];
+  // The X server; null when it is one of them.
+  server: number | null;
+  open: (page: Page) => Promise<void>;
+}
+
+const children: ChildProcess[] = [];
+
+function start(environment: Record<string, string>, command: string, ...words: string[]): ChildProcess {
+  const child = spawn(command, words, {
+    env: { ...process.env, ...environment },
+    stdio: ['pipe', 'pipe', 'ignore', 'pipe'],
+  });
+  children.push(child);
+  return child;
+}
+
+// What an X server prints where -displayfd says.
+async function displayOf(server: ChildProcess): Promise<string> {
+  for await (const line of createInterface(server.stdio[3] as Readable)) return `:${line}`;
+  throw new Error('an X server did not start');
+}
+
+async function freePort(): Promise<number> {
+  const listener = createServer();
+  await new Promise<void>((resolve) => listener.listen(0, '127.0.0.1', resolve));
+  const { port } = listener.address() as AddressInfo;
+  await new Promise((resolve) => listener.close(resolve));
+  return port;
+}
+
+function isListening(port: number): boolean {
+  return execFileSync('ss', ['-tlnH', `sport = :${port}`]).length > 0;
+}
+
+async function startOurs(desktop: Desktop): Promise<Contender> {
+  const address = await desktop.startService();
+  return {
+    name: 'kvremote',
+    display: desktop.display,
+    port: Number(new URL(address).port),
+    processes: () => [desktop.serviceProcess, desktop.observer()],
+    server: desktop.serverProcess,
+    open: async (page) => {
+      await page.goto(address);
+      await page.locator('#overlay:not(.shown)').waitFor({ state: 'attached' });
+      await page.click('#actual');
+    },
+  };
+}
+
+async function startBridge(vncPort: number): Promise<Pick<Contender, 'port' | 'open'> & { bridge: number }> {
+  await waitFor('the VNC server', () => isListening(vncPort));
+  const port = await freePort();
+  const bridge = start({}, 'websockify', '--web', '/usr/share/novnc', `127.0.0.1:${port}`, `127.0.0.1:${vncPort}`);
+  await waitFor('the bridge', () => isListening(port));
+  return {
+    port,
+    bridge: bridge.pid!,
+    open: async (page) => {
+      await page.goto(`http://127.0.0.1:${port}/vnc_lite.html`);
+      await page.locator('#status', { hasText: 'Connected' }).waitFor();
+    },
+  };
+}
+
+const kVncOptions = ['-SecurityTypes', 'None', '-localhost', '-rfbport'];
+
+// Looks on at an X server from outside, as we do.
+async function startScrapingServer(): Promise<Contender> {
+  const geometry = `${kSize.width}x${kSize.height}x24`;
+  const server = start({}, 'Xvfb', '-displayfd', '3', '-screen', '0', geometry, '-nolisten', 'tcp', '-noreset');
+  const display = await displayOf(server);
+  const vncPort = await freePort();
+  const vnc = start({ DISPLAY: display }, 'X0tigervnc', ...kVncOptions, String(vncPort));
+  const { bridge, ...rest } = await startBridge(vncPort);
+  return { name: 'X0tigervnc', display, processes: () => [vnc.pid!, bridge], server: server.pid!, ...rest };
+}
+
+// An X server that is a VNC server, too.
+async function startVncServer(): Promise<Contender> {
+  const geometry = `${kSize.width}x${kSize.height}`;
+  const vncPort = await freePort();
+  const vnc = start({}, 'Xtigervnc', '-displayfd', '3', '-geometry', geometry, '-depth', '24', '-nolisten', 'tcp',
+    '-noreset', ...kVncOptions, String(vncPort));
+  const display = await displayOf(vnc);
+  const { bridge, ...rest } = await startBridge(vncPort);
+  return { name: 'Xtigervnc', display, processes: () => [vnc.pid!, bridge], server: null, ...rest };
+}
+
+// ---- painting
+
+interface Change {
+  time: number;
+  colour: number;
+}
+
+class Painter {
+  private readonly child: ChildProcess;
+  private readonly lines: AsyncIterator<string>;
+  private readonly reader: Interface;
+
+  constructor(display: string) {
+    this.child = start({ DISPLAY: display }, join(process.env.PROGRAMS!, 'paint_to_order'));
+    this.reader = createInterface(this.child.stdout!);
+    this.lines = this.reader[Symbol.asyncIterator]();
+  }
+
+  // What it has painted; times in milliseconds of the real-time clock.
+  async paint({ paint, periodMs }: Load, count: number): Promise<Change[]> {
+    this.child.stdin!.write(`${paint} ${periodMs} ${count}\n`);
+    const changes: Change[] = [];
+    for (;;) {
+      const { value, done } = await this.lines.next();
+      if (done) throw new Error('the painter has ended');
+      if (value === 'end') return changes;
+      const [time, colour] = value.split(' ');
+      changes.push({ time: Number(time), colour: parseInt(colour!, 16) });
+    }
+  }
+}
+
+// ---- looking
+
+interface Watcher {
+  at: [number, number];
+  seen: Change[];
+}
+
+// In the page: notes at every frame of the browser which colour a pixel of the canvas has, when it is another one.
+function watch(): void {
+  const watcher: Watcher = { at: [0, 0], seen: [] };
+  const canvas = document.querySelector('canvas')!;
+  const pixel = document.createElement('canvas').getContext('2d', { willReadFrequently: true })!;
+  let last = -1;
+  const look = () => {
+    pixel.drawImage(canvas, ...watcher.at, 1, 1, 0, 0, 1, 1);
+    const [red, green, blue] = pixel.getImageData(0, 0, 1, 1).data as unknown as [number, number, number];
+    const colour = (red << 16) | (green << 8) | blue;
+    if (colour !== last) watcher.seen.push({ time: performance.timeOrigin + performance.now(), colour });
+    last = colour;
+    requestAnimationFrame(look);
+  };
+  look();
+  Object.assign(window, { watcher });
+}
+
+function aim(page: Page, at: [number, number]): Promise<void> {
+  return page.evaluate((at) => {
+    const { watcher } = window as unknown as { watcher: Watcher };
+    watcher.at = at;
+    watcher.seen = [];
+  }, at);
+}
+
+function seen(page: Page): Promise<Change[]> {
+  return page.evaluate(() => (window as unknown as { watcher: Watcher }).watcher.seen);
+}
+
+function isNear(one: number, other: number): boolean {
+  return [16, 8, 0].every((shift) => Math.abs(((one >> shift) & 255) - ((other >> shift) & 255)) <= kNearColour);
+}
+
+// Milliseconds of each change that was shown before the next one took its place.
+function latencies(painted: Change[], shown: Change[]): number[] {
+  const found: number[] = [];
+  let next = 0;
+  for (const { time, colour } of shown) {
+    const index = painted.findIndex((change, i) => i >= next && change.time < time && isNear(change.colour, colour));
+    if (index < 0) continue;
+    found.push(time - painted[index]!.time);
+    next = index + 1;
+  }
+  return found;
+}
+
+// ---- counting
+
+// Milliseconds that all threads of these processes have run.
+function processorTime(processes: number[]): number {
+  let nanoseconds = 0;
+  for (const process of processes)
+    for (const thread of readdirSync(`/proc/${process}/task`))
+      nanoseconds += Number(readFileSync(`/proc/${process}/task/${thread}/schedstat`, 'utf8').split(' ')[0]);
+  return nanoseconds / 1e6;
+}
+
+function withDescendants(roots: number[]): number[] {
+  const parents = new Map<number, number>();
+  for (const name of readdirSync('/proc')) {
+    if (!/^\d+$/.test(name)) continue;
+    try {
+      const stat = readFileSync(`/proc/${name}/stat`, 'utf8');
+      parents.set(Number(name), Number(stat.slice(stat.lastIndexOf(')') + 2).split(' ')[1]));
+    } catch {
+      continue;
+    }
+  }
+  const all = [...roots];
+  for (const process of all) for (const [child, parent] of parents) if (parent === process) all.push(child);
+  return all;
+}
+
+// Bytes that the server has sent over each connection, by the browser's port.
+function bytesSent(port: number): Map<string, number> {
+  const lines = execFileSync('ss', ['-tinHO', 'state', 'established', `sport = :${port}`], { encoding: 'utf8' });
+  const sent = new Map<string, number>();
+  for (const line of lines.split('\n')) {
+    const words = line.trim().split(/\s+/);
+    const bytes = /bytes_sent:(\d+)/.exec(line);
+    if (bytes !== null) sent.set(words[3]!, Number(bytes[1]));
+  }
+  return sent;
+}
+
+// ---- rounds
+
+interface Result {
+  latencies: number[];
+  shownPerSecond: number;
+  // Percent of a core.
+  service: number;
+  server: number;
+  browser: number;
+  bytesPerSecond: number;
+}
+
+async function measure(contender: Contender, painter: Painter, page: Page, browser: number[], load: Load): Promise<Result> {
+  await painter.paint(load, Math.max(1, Math.round(kWarmUpMs / load.periodMs)));
+  await page.waitForTimeout(kSettleMs);
+  await aim(page, load.at);
+  const service = withDescendants(contender.processes());
+  const server = contender.server === null ? [] : [contender.server];
+  const look = () => ({
+    time: performance.now(),
+    service: processorTime(service),
+    server: processorTime(server),
+    browser: processorTime(browser),
+    bytes: bytesSent(contender.port),
+  });
+  const before = look();
+  const painted = await painter.paint(load, load.count);
+  const after = look();
+  await page.waitForTimeout(kSettleMs);
+  const found = latencies(painted, await seen(page));
+  const seconds = (after.time - before.time) / 1000;
+  let bytes = 0;
+  for (const [peer, count] of after.bytes) bytes += count - (before.bytes.get(peer) ?? 0);
+  return {
+    latencies: found,
+    shownPerSecond: found.length / seconds,
+    service: (after.service - before.service) / seconds / 10,
+    server: (after.server - before.server) / seconds / 10,
+    browser: (after.browser - before.browser) / seconds / 10,
+    bytesPerSecond: bytes / seconds,
+  };
+}
+
+// One contender's turn: a page of its own, all loads.
+async function takeTurn(contender: Contender, painter: Painter, browser: Browser): Promise<Result[]> {
+  const context = await browser.newContext({ viewport: kWindow });
+  try {
+    const page = await context.newPage();
+    await contender.open(page);
+    await page.locator(`canvas[width="${kSize.width}"]`).waitFor();
+    await page.evaluate(watch);
+    const processes = withDescendants([process.pid]).filter(isBrowser);
+    const results = [];
+    for (const load of kLoads) results.push(await measure(contender, painter, page, processes, load));
+    return results;
+  } finally {
+    await context.close();
+  }
+}
+
+function isBrowser(process: number): boolean {
+  try {
+    return readFileSync(`/proc/${process}/comm`, 'utf8').startsWith('chrom');
+  } catch {
+    return false;
+  }
+}
+
+// ---- printing
+
+function quantile(values: number[], part: number): number {
+  const sorted = [...values].sort((one, other) => one - other);
+  return sorted.length === 0 ? NaN : sorted[Math.min(sorted.length - 1, Math.floor(sorted.length * part))]!;
+}
+
+const kColumns: { name: string; unit: string; digits: number; of: (result: Result) => number }[] = [
+  { name: 'latency', unit: 'ms', digits: 1, of: (result) => quantile(result.latencies, 0.5) },
+  { name: 'latency of the slowest tenth', unit: 'ms', digits: 1, of: (result) => quantile(result.latencies, 0.9) },
+  { name: 'changes shown', unit: '/s', digits: 1, of: (result) => result.shownPerSecond },
+  { name: 'service side', unit: '% of a core', digits: 2, of: (result) => result.service },
+  { name: 'and X server', unit: '% of a core', digits: 2, of: (result) => result.service + result.server },
+  { name: 'browser', unit: '% of a core', digits: 1, of: (result) => result.browser },
+  { name: 'sent', unit: 'kB/s', digits: 1, of: (result) => result.bytesPerSecond / 1000 },
+];
+
+// `rounds`: of each contender, of each of its rounds, of each load.
+function print(contenders: Contender[], rounds: Result[][][]): void {
+  kLoads.forEach((load, index) => {
+    console.log(`\n${load.name}: median of ${rounds[0]!.length} rounds (lowest to highest)`);
+    for (const { name, unit, digits, of } of kColumns) {
+      const medians = rounds.map((turns) => quantile(turns.map((turn) => of(turn[index]!)), 0.5));
+      const words = contenders.map((contender, i) => {
+        const values = rounds[i]!.map((turn) => of(turn[index]!));
+        const figures = [medians[i]!, Math.min(...values), Math.max(...values)].map((value) => value.toFixed(digits));
+        const ratio = i === 0 ? '' : ` ratio ${(medians[0]! / medians[i]!).toFixed(2)}`;
+        return `${contender.name} ${figures[0]} (${figures[1]} to ${figures[2]})${ratio}`;
+      });
+      console.log(`  ${`${name}, ${unit}`.padEnd(34)} ${words.join('; ')}`);
+    }
+  });
+}
+
+async function main(): Promise<void> {
+  const roundCount = Number(process.argv[2] ?? kDefaultRounds);
+  const desktop = await Desktop.start('us', `${kSize.width}x${kSize.height}`);
+  const browser = await chromium.launch({ executablePath: process.env.CHROMIUM! });
+  try {
+    const contenders = [await startOurs(desktop), await startScrapingServer(), await startVncServer()];
+    const painters = contenders.map(({ display }) => new Painter(display));
+    const rounds: Result[][][] = contenders.map(() => []);
+    for (let round = 0; round < roundCount; round++)
+      for (let turn = 0; turn < contenders.length; turn++) {
+        const i = (round + turn) % contenders.length;
+        rounds[i]!.push(await takeTurn(contenders[i]!, painters[i]!, browser));
+      }
+    print(contenders, rounds);
+  } finally {
+    await browser.close();
+    await desktop.end();
+    for (const child of children) child.kill();
+  }
+}
+
+await main();
