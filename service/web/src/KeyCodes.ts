@@ -85,6 +85,7 @@ const kFunctions: Record<string, number> = {
   Delete: Vk.delete,
   Help: 0x2f,
   ContextMenu: 0x5d,
+  AltGraph: Vk.rightAlt,
   ScrollLock: 0x91,
   AudioVolumeMute: 0xad,
   AudioVolumeDown: 0xae,

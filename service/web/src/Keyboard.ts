@@ -14,10 +14,29 @@ const kFiller = ' ';
 const kShifts = [Vk.shift, 0xa1];
 const kIsMac = /Mac|iPhone|iPad/.test(navigator.platform);
 
+// The browser's names of the modifiers, by the codes of their keys.
+const kModifiers: Record<number, string[]> = {
+  [Vk.shift]: ['Shift'],
+  0xa1: ['Shift'],
+  [Vk.control]: ['Control'],
+  0xa3: ['Control'],
+  [Vk.alt]: ['Alt'],
+  [Vk.rightAlt]: ['Alt', 'AltGraph'],
+  [Vk.platform]: ['Meta'],
+  0x5c: ['Meta'],
+};
+
 // A pressed key, by how it was sent: its release goes the same way.
 type Held = Extract<KeyAction, { kind: 'key' | 'character' }>;
 
+function isSame(one: Held, other: Held): boolean {
+  return one.kind === 'key'
+    ? other.kind === 'key' && one.keyCode === other.keyCode
+    : other.kind === 'character' && one.character === other.character;
+}
+
 export class Keyboard {
+  // By code. Keys of unusual places share the empty one: what they yield can be another thing when they come up.
   private readonly held = new Map<string, Held>();
   private active = false;
   private layout: LayoutName = 'other';
@@ -74,6 +93,7 @@ export class Keyboard {
       return;
     }
     if (!this.active) return;
+    this.releaseLostModifiers(event);
     const action = translateKey({
       key: event.key,
       code: event.code,
@@ -91,14 +111,14 @@ export class Keyboard {
       this.typist.type(action.character, this.heldShifts());
       return;
     }
-    // Without a code, as on some keyboards on the screen, nothing tells which key comes up again.
-    const pressed = event.code === '' ? null : event.code;
+    const before = this.held.get(event.code);
+    if (before !== undefined && !isSame(before, action)) this.post(before, false);
     this.post(action, true);
-    if (pressed === null) this.post(action, false);
-    else this.held.set(pressed, action);
+    this.held.set(event.code, action);
   }
 
   private onKeyUp(event: KeyboardEvent): void {
+    this.releaseLostModifiers(event);
     const action = this.held.get(event.code);
     if (action === undefined) return;
     event.preventDefault();
@@ -106,6 +126,16 @@ export class Keyboard {
     this.post(action, false);
     // While this key is held, some systems keep the release of others to themselves.
     if (event.key === 'Meta') this.releaseAll();
+  }
+
+  // The release of a modifier gets lost when a dead key or an input method took the key between.
+  private releaseLostModifiers(event: KeyboardEvent): void {
+    for (const [code, action] of this.held) {
+      const names = action.kind === 'key' ? kModifiers[action.keyCode] : undefined;
+      if (names === undefined || names.some((name) => event.getModifierState(name))) continue;
+      this.held.delete(code);
+      this.post(action, false);
+    }
   }
 
   // Some systems press the left Control key with AltGr.
@@ -147,10 +177,7 @@ export class Keyboard {
   }
 
   private isModifier(action: Held): boolean {
-    return (
-      action.kind === 'key' &&
-      ((action.keyCode >= Vk.shift && action.keyCode <= Vk.rightAlt) || action.keyCode === Vk.platform)
-    );
+    return action.kind === 'key' && action.keyCode in kModifiers;
   }
 
   private post(action: Held, pressed: boolean): void {

@@ -157,7 +157,11 @@ export class Desktop {
   async end(): Promise<void> {
     for (const child of this.children.reverse())
       await kill(child, child === this.service ? 'SIGTERM' : 'SIGKILL');
-    rmSync(this.folder, { recursive: true, force: true });
+    // An observer that has just lost its display may still write its last lines.
+    await waitFor(
+      'the end of the folder',
+      () => (rmSync(this.folder, { recursive: true, force: true }), true),
+    );
   }
 
   private async startServer(size: string): Promise<void> {

@@ -29,6 +29,7 @@ const kRows: [
   ['a letter with an accent', { key: 'é', code: 'Digit2' }, key(0x32)],
   ['an AltGr character', { key: '@', code: 'KeyQ', altGr: true }, key(0x51)],
   ['AltGr itself', { key: 'AltGraph', code: 'AltRight', altGr: true }, key(0xa5)],
+  ['AltGr in an unusual place', { key: 'AltGraph', code: '', altGr: true }, key(0xa5)],
   ['the right Shift', { key: 'Shift', code: 'ShiftRight', shift: true }, key(0xa1)],
   ['the platform key', { key: 'Meta', code: 'MetaLeft' }, key(0x5b)],
   ['the last function key', { key: 'F20', code: 'F20' }, key(0x83)],
