@@ -18,6 +18,7 @@ using tiles::kTileSide;
 using tiles::PixelMasks;
 using tiles::WithinTile;
 
+// In force for all encoders of the process.
 PixelMasks gMasks = tiles::kPixels555;
 
 // How far the desktop begins left of, or above, the main display's corner.
@@ -51,9 +52,7 @@ uint16_t ReductionMask(uint8_t level) {
 }
 
 void SendToService(std::span<const uint8_t> message) {
-  const StCFTypeRef<CFDataRef> data(
-      CFDataCreate(kCFAllocatorDefault, message.data(), static_cast<CFIndex>(message.size())));
-  RCOculon::GetOculon()->SendISSData(data, kControlStatus);
+  RCOculon::GetOculon()->SendBytes(message.data(), static_cast<long>(message.size()));
 }
 
 tiles::PatternRect Whole(CGRect rect) {
@@ -67,8 +66,6 @@ tiles::PatternRect Whole(CGRect rect) {
 RCTileEncoder::RCTileEncoder() {
   if ((KCGetHexSystemVersionNumber() & 0xFFF0) == 0x1050) gMasks = tiles::kPixels565;
 }
-
-const PixelMasks& RCTileEncoder::Masks() { return gMasks; }
 
 void RCTileEncoder::SendDimensionsOfAllDisplays(uint32_t depth, CGRect desktop) {
   Reset();

@@ -40,9 +40,6 @@ class RCTileEncoder : public RCAbstractFramer {
   // The rectangle widened to whole tiles, which lie at multiples of 16; CGRectZero for an empty one.
   [[nodiscard]] static CGRect AlignToTiles(CGRect rect);
 
-  // In force for all encoders of the process.
-  [[nodiscard]] static const tiles::PixelMasks& Masks();
-
  private:
   // The last checksums of one display's tiles, at their places on the desktop.
   struct CRCBuffer {

@@ -56,7 +56,7 @@ class RCOculon : public RCOculonServer {
 
   // A SessionEndRecord.
   void SendRCEnd();
-  // A piece of the tile stream.
+  // SendISSData() of the bytes, as a status record or a message of the tile stream.
   void SendBytes(const unsigned char* bytes, long length);
 
  private:
