@@ -1,7 +1,5 @@
 // kvdispatch: starts programs for the agent's other programs. Start reading in main(), at the end.
 #include <asl.h>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +11,7 @@
 #include "common/KCasl.h"
 #include "common/LaunchRequest.h"
 #include "common/StCFTypeRef.h"
+#include "service/StandardFiles.h"
 #include "service/dispatch/Console.h"
 #include "service/dispatch/Dispatcher.h"
 #include "service/dispatch/Options.h"
@@ -23,15 +22,6 @@
 namespace {
 
 enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2 };
-
-// A descriptor that is opened later must not be taken for one of the three.
-void OpenStandardFiles() {
-  int fd = 0;
-  do {
-    fd = open("/dev/null", O_RDWR);
-  } while (fd >= 0 && fd <= STDERR_FILENO);
-  if (fd >= 0) close(fd);
-}
 
 ExitCode Fail(const std::string& why) {
   std::fprintf(stderr, "kvdispatch: %s\n", why.c_str());

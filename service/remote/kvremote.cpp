@@ -1,14 +1,13 @@
 // kvremote: shows this desktop in a browser. Start reading in main(), at the end.
 #include <CoreFoundation/CoreFoundation.h>
 #include <asl.h>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
 #include <string>
 
 #include "common/KCasl.h"
+#include "service/StandardFiles.h"
 #include "service/remote/DesktopSession.h"
 #include "service/remote/EndSignals.h"
 #include "service/remote/Options.h"
@@ -17,15 +16,6 @@
 namespace {
 
 enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2 };
-
-// A descriptor that is opened later must not be taken for one of the three.
-void OpenStandardFiles() {
-  int fd = 0;
-  do {
-    fd = open("/dev/null", O_RDWR);
-  } while (fd >= 0 && fd <= STDERR_FILENO);
-  if (fd >= 0) close(fd);
-}
 
 ExitCode Fail(const std::string& why) {
   std::fprintf(stderr, "kvremote: %s\n", why.c_str());
