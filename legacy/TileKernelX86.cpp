@@ -153,6 +153,8 @@ WIDEST void SumTilesWidest(const TileSource& first, std::span<uint32_t> checksum
 
 // ---- colours
 
+constexpr int kAllBytes = -1;  // of a mask of 32
+
 WIDE inline uint16_t Smallest(__m256i values) {
   const __m128i smaller = _mm_min_epu16(_mm256_castsi256_si128(values), _mm256_extracti128_si256(values, 1));
   return static_cast<uint16_t>(_mm_extract_epi16(_mm_minpos_epu16(smaller), 0));
@@ -168,6 +170,12 @@ WIDE Kind FindColours(const TileSource& tile, TileColours& colours) {
     const __m256i difference = _mm256_xor_si256(LoadPixels(tile, row), Splat(first));
     largest = _mm256_max_epu16(largest, difference);
     smallestLess1 = _mm256_min_epu16(smallestLess1, _mm256_sub_epi16(difference, Splat(1)));
+    // Two differences in one column are enough; a photo has them at once.
+    constexpr int kRowsAtOnce = 4;
+    const __m256i smallest = _mm256_add_epi16(smallestLess1, Splat(1));
+    if (row % kRowsAtOnce == kRowsAtOnce - 1 &&
+        _mm256_movemask_epi8(_mm256_cmpeq_epi16(largest, smallest)) != kAllBytes)
+      return kManyColours;
   }
   const auto difference = static_cast<uint16_t>(Smallest(smallestLess1) + 1);
   colours.first = ExchangeBytes(first);
