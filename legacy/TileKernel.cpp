@@ -82,27 +82,6 @@ void CopyPixels(const TileSource& tile, uint8_t* to) {
   for (int row = 0; row < kTileSide; ++row) CopyRow(tile, row, to + row * kTileSide * 2);
 }
 
-// The checksum of a tile of one colour, given as the stream has it. The checksum of an exclusive or is the
-// exclusive or of the checksums, so that the two bytes can be looked up one by one.
-uint32_t OneColourChecksum(uint16_t colour) {
-  struct Tables {
-    std::array<uint32_t, 256> lower, upper;
-    Tables() {
-      for (uint16_t byte = 0; byte < 256; ++byte) {
-        lower[byte] = ChecksumOf(byte);
-        upper[byte] = ChecksumOf(static_cast<uint16_t>(byte << 8));
-      }
-    }
-    static uint32_t ChecksumOf(uint16_t pixel) {
-      std::array<uint16_t, kTilePixels> pixels;
-      pixels.fill(pixel);
-      return CRC32(pixels.data(), kTileBytes, 0);
-    }
-  };
-  static const Tables tables;
-  return tables.lower[colour & 0xFF] ^ tables.upper[colour >> 8];
-}
-
 uint32_t Checksum(const TileSource& tile) {
   const uint16_t first = tile.Pixel(0, 0);
   if (RowsOf(tile, first) == kTileSide) return OneColourChecksum(ExchangeBytes(first));
@@ -150,6 +129,27 @@ void WriteMask(const TileSource& tile, uint16_t colour, uint8_t* to) {
 // The library inverts its state before and after.
 uint32_t CRC32(const void* bytes, size_t length, uint32_t start) {
   return length == 0 ? start : ~libdeflate_crc32(~start, bytes, length);
+}
+
+// The checksum of an exclusive or is the exclusive or of the checksums, so that the two bytes can be looked
+// up one by one.
+uint32_t OneColourChecksum(uint16_t colour) {
+  struct Tables {
+    std::array<uint32_t, 256> lower, upper;
+    Tables() {
+      for (uint16_t byte = 0; byte < 256; ++byte) {
+        lower[byte] = ChecksumOf(byte);
+        upper[byte] = ChecksumOf(static_cast<uint16_t>(byte << 8));
+      }
+    }
+    static uint32_t ChecksumOf(uint16_t pixel) {
+      std::array<uint16_t, kTilePixels> pixels;
+      pixels.fill(pixel);
+      return CRC32(pixels.data(), kTileBytes, 0);
+    }
+  };
+  static const Tables tables;
+  return tables.lower[colour & 0xFF] ^ tables.upper[colour >> 8];
 }
 
 const Kernel kBasicKernel = {"basic", SumTiles, FindColours, WriteMask, CopyPixels};

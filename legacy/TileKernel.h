@@ -35,6 +35,9 @@ struct TileColours {
 // Checksum of a reflected CRC-32 (polynomial 0xEDB88320) without inversions; `start` for no bytes.
 [[nodiscard]] uint32_t CRC32(const void* bytes, size_t length, uint32_t start);
 
+// Of a tile that has only that colour, given as the stream has it.
+[[nodiscard]] uint32_t OneColourChecksum(uint16_t colour);
+
 struct Kernel {
   const char* name;
 
