@@ -4,10 +4,14 @@ import { element } from './dom.js';
 const kShownMs = 4000;
 
 export class Notices {
+  private said: HTMLElement | null = null;
   private readonly root = element('notices', HTMLDivElement);
 
+  // Takes the place of what was said before.
   say(text: string): void {
+    this.said?.remove();
     const notice = this.add(text);
+    this.said = notice;
     setTimeout(() => notice.remove(), kShownMs);
   }
 

@@ -36,12 +36,14 @@ export class PasteDialog {
   }
 
   private warn(): void {
-    const missing = this.typist.missingFrom(this.text.value.replaceAll('\r', ''));
     this.start.disabled = this.text.value === '';
-    this.report.textContent =
-      missing.length === 0
-        ? ''
-        : `The keyboard layout of the desktop has no key for: ${missing.map(spell).join(' ')}`;
+    this.showMissing('The keyboard layout of the desktop has no key for:');
+  }
+
+  // Nothing where all can be typed.
+  private showMissing(words: string): void {
+    const missing = this.typist.missingFrom(this.text.value.replaceAll('\r', ''));
+    this.report.textContent = missing.length === 0 ? '' : `${words} ${missing.map(spell).join(' ')}`;
   }
 
   private begin(): void {
@@ -61,6 +63,7 @@ export class PasteDialog {
     this.showRest();
     if (this.done < this.rest.length) return;
     // What could not be typed stays to be read.
+    this.showMissing('Typed, but for what the desktop has no key for:');
     if (this.report.textContent === '') this.dialog.close();
     else this.stop();
   }

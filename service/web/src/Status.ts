@@ -9,7 +9,8 @@ export function sizeText(bytes: number): string {
 
 function latencyText(milliseconds: number | null): string {
   if (milliseconds === null) return '–';
-  return milliseconds < 1 ? '< 1 ms' : `${Math.round(milliseconds)} ms`;
+  if (milliseconds < 1) return '< 1 ms';
+  return milliseconds < 999.5 ? `${Math.round(milliseconds)} ms` : `${(milliseconds / 1000).toFixed(1)} s`;
 }
 
 export class Status {

@@ -30,7 +30,7 @@ export interface ToolbarActions {
 }
 
 const kRoles: Record<Role, { role: string; control: string | null }> = {
-  controlling: { role: '', control: 'View only' },
+  controlling: { role: 'In control', control: 'View only' },
   watching: { role: 'View only', control: 'Request control' },
   'watching-free': { role: 'View only', control: 'Take control' },
   asking: { role: 'View only', control: 'Asked…' },
