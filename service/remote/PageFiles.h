@@ -12,6 +12,7 @@ struct PageFile {
 
 inline constexpr std::string_view kViewerPage = "index.html";
 inline constexpr std::string_view kSignInPage = "sign-in.html";
+inline constexpr std::string_view kWrongTokenPage = "wrong-token.html";
 
 // Null when there is no file of that name. It lives as long as the process.
 [[nodiscard]] const PageFile* FindPageFile(std::string_view name);

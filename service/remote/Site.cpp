@@ -63,7 +63,7 @@ WebAnswer Site::Answer(const WebRequest& request, std::string_view peer, Clock::
   if (request.method != "GET") return WrongMethod("GET");
   if (path == "/viewer") return Upgrade(request);
   if (path != "/") {
-    // The two pages have addresses of their own.
+    // Pages have addresses of their own.
     return path.ends_with(".html") ? File(404, {}) : File(200, path.substr(path.empty() ? 0 : 1));
   }
   if (FormField(query, "token")) return SignIn(query, peer, now);
@@ -81,7 +81,7 @@ WebAnswer Site::Upgrade(const WebRequest& request) const {
 WebAnswer Site::SignIn(std::string_view form, std::string_view peer, Clock::time_point now) {
   if (!tokens_.IsToken(FormField(form, "token").value_or(""))) {
     ASLLogger(ASL_LEVEL_INFO, 0, true, "kvremote: a wrong token came from %s", std::string(peer).c_str());
-    WebAnswer answer = File(403, kSignInPage);
+    WebAnswer answer = File(403, kWrongTokenPage);
     answer.delay = delay_.AfterFailure(now);
     return answer;
   }

@@ -19,6 +19,7 @@ async function withService(act: (address: URL, browser: Browser) => Promise<void
 test('a wrong token leads to the form, the right one to the desktop, and the address forgets it', () =>
   withService(async (address, browser) => {
     const page = await Page.open(browser, `${address.origin}/?token=wrong`);
+    await page.browserPage.waitForSelector('[role=alert]');
     await page.browserPage.fill('#token', 'wrong again');
     await page.browserPage.press('#token', 'Enter');
     await page.browserPage.waitForURL('**/sign-in');
