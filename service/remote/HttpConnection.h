@@ -11,6 +11,7 @@ namespace remote {
 
 // Who is at the other end.
 struct Peer {
+  std::string host;    // its address
   std::string name;    // address and port, for the log
   bool local = false;  // over loopback
   bool ipv6 = false;

@@ -18,8 +18,8 @@ class ViewerHub {
  public:
   virtual ~ViewerHub() = default;
 
-  // `address` is the peer's, for people to read; `local`: over loopback. 0 when there are too many viewers;
-  // the channel has then been closed with a reason.
+  // `address` is the peer's, without a port, for people to read; `local`: over loopback. 0 when there are too
+  // many viewers; the channel has then been closed with a reason.
   [[nodiscard]] virtual ViewerId Join(std::shared_ptr<ViewerChannel> channel, std::string address,
                                       bool local) = 0;
   virtual void Leave(ViewerId viewer) = 0;

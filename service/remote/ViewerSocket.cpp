@@ -145,7 +145,7 @@ class ViewerSocket : public Line, public std::enable_shared_from_this<ViewerSock
   void OnOpen() {
     open_ = true;
     heard_ = Clock::now();
-    viewer_ = context_.hub.Join(std::make_shared<Channel>(context_.queue, weak_from_this()), peer_.name,
+    viewer_ = context_.hub.Join(std::make_shared<Channel>(context_.queue, weak_from_this()), peer_.host,
                                 peer_.local);
     Read();
     WaitForTick();

@@ -25,7 +25,8 @@ constexpr std::chrono::milliseconds kAcceptAgainAfter{100};
 Peer Describe(const tcp::endpoint& peer) {
   const bool ipv6 = peer.address().is_v6();
   const std::string address = peer.address().to_string();
-  return {.name = (ipv6 ? "[" + address + "]" : address) + ":" + std::to_string(peer.port()),
+  return {.host = address,
+          .name = (ipv6 ? "[" + address + "]" : address) + ":" + std::to_string(peer.port()),
           .local = peer.address().is_loopback(),
           .ipv6 = ipv6};
 }
