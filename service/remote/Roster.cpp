@@ -68,11 +68,6 @@ void Roster::GiveControlLocked(ViewerId id) {
     Audit("viewer %u from %s controls", id, viewers_[id].address.c_str());
   else
     Audit("nobody controls");
-  // What one has locked, nobody is left to unlock.
-  if (id == 0 && (lockAsked_ || blankAsked_)) {
-    lockAsked_ = blankAsked_ = false;
-    PostSettingsLocked();
-  }
   TellControlLocked();
   for (Request& request : requests_) AskControllerLocked(request);
 }
@@ -83,6 +78,11 @@ void Roster::PassControlLocked(ViewerId heir) {
     next = requests_.front().viewer;
     requests_.pop_front();
     viewers_[next].channel->SendText(AnswerText(true, "You control the desktop."));
+  }
+  // What one has locked who is gone, the next has not asked for.
+  if (lockAsked_ || blankAsked_) {
+    lockAsked_ = blankAsked_ = false;
+    PostSettingsLocked();
   }
   GiveControlLocked(next);
 }

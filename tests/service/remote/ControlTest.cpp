@@ -138,6 +138,9 @@ TEST_F(ControlTest, LockAndBlankAreTheControllersAndOnlyWhatTheSettingsAllow) {
   EXPECT_TRUE(first.Said("control", R"("lock":false,"blank":true)"));
   first.Leave();
   EXPECT_TRUE(Controls(second));
+  EXPECT_TRUE(second.Said("control", R"("blank":false)")) << "the next has not asked for it";
+  EXPECT_TRUE(second.Say(both));
+  EXPECT_TRUE(second.Said("control", R"("blank":true)"));
   EXPECT_TRUE(second.Say(R"({"type":"control","want":false})"));
   EXPECT_TRUE(second.Said("control", R"("blank":false)")) << "nobody is left to end it";
 }
