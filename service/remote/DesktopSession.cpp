@@ -38,11 +38,6 @@ StCFTypeRef<CFURLRef> MakeFolderUrl(const std::string& path) {
       true));
 }
 
-bool CanTryAgain(Phase phase) {
-  return phase == Phase::kFailed || phase == Phase::kNoDisplay || phase == Phase::kRefused ||
-         phase == Phase::kEnded;
-}
-
 }  // namespace
 
 void SettleFolders(const std::string& observerPath) {
@@ -100,7 +95,7 @@ class DesktopSession::Core {
     if (id == 0) return 0;
     pump_->Add(id, channel, local);
     commands_.Post([this, address] {
-      if (!CanTryAgain(roster_.State().phase)) Open(address);
+      if (!IsFinal(roster_.State().phase)) Open(address);
     });
     return id;
   }
@@ -164,7 +159,7 @@ class DesktopSession::Core {
   void Take(ViewerId viewer, const Ping& message) { roster_.Answer(viewer, message); }
   void Take(ViewerId, const Retry&) {
     commands_.Post([this] {
-      if (CanTryAgain(roster_.State().phase)) Open("a viewer");
+      if (IsFinal(roster_.State().phase)) Open("a viewer");
     });
   }
 
@@ -175,7 +170,8 @@ class DesktopSession::Core {
     lingerUntil_.reset();
     if (life_->Begun() || asking_ || roster_.Count() == 0) return;
     const Preferences preferences = TakePreferences();
-    if (!preferences.session) return Refuse(RefusedBySettings());
+    if (!preferences.session) return Close(RefusedBySettings());
+    if (preferences.ask && Clock::now() < askAgainFrom_) return Close(RefusedForNow());
     roster_.SetState(Starting());
     if (const std::string why = WhyNoDisplay(); !why.empty()) return roster_.SetState(NoDisplay(why));
     if (!preferences.ask) return Admit(address, preferences.notify);
@@ -192,25 +188,32 @@ class DesktopSession::Core {
 
   void TakeUsersAnswer(UserNotice::Answer answer, const std::string& address) {
     if (!std::exchange(asking_, false)) return;
+    if (answer == UserNotice::Answer::kRefused) askAgainFrom_ = Clock::now() + options_.askAgainAfter;
     if (roster_.Count() == 0) return roster_.SetState(Starting());
-    if (answer == UserNotice::Answer::kAllowed) {
-      const Preferences preferences = TakePreferences();
-      if (!preferences.session) return Refuse(RefusedBySettings());
-      Audit("the user has allowed it");
-      return Admit(address, preferences.notify);
+    switch (answer) {
+      case UserNotice::Answer::kRefused:
+        return Close(RefusedForNow());
+      case UserNotice::Answer::kNobody:
+        return Close(NobodyToAsk());
+      case UserNotice::Answer::kNotAsked:
+        return Close(CannotAskUser());
+      case UserNotice::Answer::kAllowed:
+        break;
     }
-    Refuse(answer == UserNotice::Answer::kRefused ? RefusedByUser() : CannotAskUser());
+    const Preferences preferences = TakePreferences();
+    if (!preferences.session) return Close(RefusedBySettings());
+    Audit("the user has allowed it");
+    Admit(address, preferences.notify);
+  }
+
+  [[nodiscard]] SessionState RefusedForNow() const {
+    return RefusedByUser(std::chrono::ceil<std::chrono::seconds>(askAgainFrom_ - Clock::now()));
   }
 
   void Admit(const std::string& address, bool notify) {
     if (notify) UserNotice::Show("A viewer from " + address + " sees this desktop.");
     idleLimit_ = options_.idle ? *options_.idle : ReadIdleLimit();
     life_->Begin();
-  }
-
-  void Refuse(const SessionState& state) {
-    Audit("session refused: %s", state.text.c_str());
-    Close(state);
   }
 
   void Close(const SessionState& state) {
@@ -222,7 +225,8 @@ class DesktopSession::Core {
 
   void NobodyLeft() {
     if (roster_.Count() != 0) return;
-    if (life_->Begun())
+    // A page that connects again finds its question still asked.
+    if (life_->Begun() || asking_)
       lingerUntil_ = Clock::now() + options_.linger;
     else
       Close(Starting());
@@ -251,7 +255,7 @@ class DesktopSession::Core {
     }
     if (readPreferences && roster_.Count() > 0) {
       const Preferences preferences = TakePreferences();
-      if (!preferences.session && (life_->Begun() || asking_)) Refuse(RefusedBySettings());
+      if (!preferences.session && (life_->Begun() || asking_)) Close(RefusedBySettings());
     }
     const auto idle = roster_.IdleTime(now);
     if (idleLimit_ > 0ms && idle && *idle >= idleLimit_) {
@@ -280,6 +284,7 @@ class DesktopSession::Core {
   // The jobs'.
   UserNotice notice_;
   bool asking_ = false;
+  Clock::time_point askAgainFrom_{};
   std::optional<Clock::time_point> lingerUntil_;
   std::chrono::milliseconds idleLimit_{};
 

@@ -21,6 +21,7 @@ struct SessionOptions {
   // How long things take; tests shorten them.
   std::chrono::milliseconds linger = std::chrono::seconds(5);        // the observer's, after the last viewer
   std::chrono::milliseconds answerLimit = std::chrono::seconds(30);  // a person's, to a question
+  std::chrono::milliseconds askAgainAfter = std::chrono::seconds(60);  // the user who has not allowed it
   std::chrono::milliseconds preferencesEvery = std::chrono::seconds(3);
 };
 

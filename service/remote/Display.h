@@ -1,11 +1,12 @@
-// Whether this service's own display can be shown.
+// Whether there is a display to be shown.
 #pragma once
 #include <string>
 
 namespace remote {
 
-// Why there is none, in words; empty when there is one, and when the display is another user's, whom the
-// observer is started for. Some seconds when the display's server does not answer. Any thread.
+// Why there is none, in words; empty when there is one. In the default root folder it is the console user's,
+// for whom the dispatcher starts the observer; in any other this process's own. Some seconds when the
+// display's server does not answer. Any thread.
 [[nodiscard]] std::string WhyNoDisplay();
 
 }  // namespace remote

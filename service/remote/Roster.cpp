@@ -234,6 +234,7 @@ void Roster::Answer(ViewerId id, const Ping& ping) {
 void Roster::SetState(const SessionState& state) {
   const Locked locked(lock_);
   if (state_ == state) return;
+  if (IsFinal(state.phase) && state_.text != state.text) Audit("%s", state.text.c_str());
   state_ = state;
   lastInput_ = Clock::now();
   TellAllLocked(StateText(state_));

@@ -11,6 +11,11 @@ std::string LookInTheLog() {
 
 }  // namespace
 
+bool IsFinal(Phase phase) {
+  return phase == Phase::kFailed || phase == Phase::kNoDisplay || phase == Phase::kRefused ||
+         phase == Phase::kEnded;
+}
+
 SessionState Starting() { return {Phase::kStarting, "The desktop is being started.", ""}; }
 
 SessionState Waiting() {
@@ -45,14 +50,19 @@ SessionState RefusedBySettings() {
           "An administrator can change the setting AllowControlObserve."};
 }
 
-SessionState RefusedByUser() {
+SessionState RefusedByUser(std::chrono::seconds wait) {
   return {Phase::kRefused, "The user at the machine has not allowed it.",
-          "Speak with the user, then ask again."};
+          "Speak with the user, then try again. The user is not asked again for " +
+              std::to_string(wait.count()) + " s."};
+}
+
+SessionState NobodyToAsk() {
+  return {Phase::kRefused, "The user at the machine has to be asked, and nobody is there.",
+          "Log in at the machine, then try again."};
 }
 
 SessionState CannotAskUser() {
-  return {Phase::kRefused, "The user at the machine has to be asked, and cannot be.",
-          "Log in at the machine, then try again."};
+  return {Phase::kRefused, "The user at the machine has to be asked, and cannot be.", LookInTheLog()};
 }
 
 SessionState Idle() {

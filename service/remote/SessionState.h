@@ -1,10 +1,14 @@
 // Whether there is a picture, and why not, in words for a person.
 #pragma once
+#include <chrono>
 #include <string>
 
 namespace remote {
 
 enum class Phase { kStarting, kWaiting, kRunning, kRestarting, kNoDisplay, kFailed, kRefused, kEnded };
+
+// Nothing happens any more until somebody tries again.
+[[nodiscard]] bool IsFinal(Phase phase);
 
 struct SessionState {
   Phase phase = Phase::kStarting;
@@ -23,7 +27,9 @@ struct SessionState {
 [[nodiscard]] SessionState FailedToStart();
 [[nodiscard]] SessionState LostTooOften();
 [[nodiscard]] SessionState RefusedBySettings();
-[[nodiscard]] SessionState RefusedByUser();
+// Who is asked again only `wait` later.
+[[nodiscard]] SessionState RefusedByUser(std::chrono::seconds wait);
+[[nodiscard]] SessionState NobodyToAsk();
 [[nodiscard]] SessionState CannotAskUser();
 [[nodiscard]] SessionState Idle();
 [[nodiscard]] SessionState EndedByService();

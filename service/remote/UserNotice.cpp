@@ -36,6 +36,9 @@ constexpr auto kNoticeTime = 6s;
 // What the program may take longer than it was told.
 constexpr std::chrono::milliseconds kGrace = 5s;
 
+// In place of an exit status.
+constexpr int kNotStarted = -1;
+
 bool ThroughDispatcher() { return getuid() == 0 && !isStandALone(); }
 
 // The installation's, else the one beside this program.
@@ -67,6 +70,9 @@ Answer Meaning(int status) {
       return Answer::kRefused;
     case 3:
       return Answer::kNobody;
+    case kNotStarted:
+      Audit("the user could not be asked: %s could not be started", Program().c_str());
+      return Answer::kNotAsked;
     default:
       Audit("the user could not be asked: %s ended with %d", Program().c_str(), status);
       return Answer::kNotAsked;
@@ -141,7 +147,7 @@ void UserNotice::TakeBack() {
 void UserNotice::Run(const std::shared_ptr<Question>& question) {
   const auto seconds = std::chrono::ceil<std::chrono::seconds>(question->limit);
   const std::vector<std::string> arguments = Arguments("--ask", question->text, seconds);
-  int status = -1;
+  int status = kNotStarted;
   if (ThroughDispatcher()) {
     status = KCLaunchAndWait(CommandLine(arguments).c_str(), kKVLaunchContextUsr);
   } else {
@@ -156,9 +162,8 @@ void UserNotice::Run(const std::shared_ptr<Question>& question) {
     }
     if (program) status = WaitForEnd(program->pid, process, question->limit + kGrace);
   }
-  const Answer answer = Meaning(status);
   const Locked locked(question->lock);
-  if (question->answered) question->answered(answer);
+  if (question->answered) question->answered(Meaning(status));
 }
 
 }  // namespace remote

@@ -142,10 +142,10 @@ TEST_F(LifeTest, UntilTheUserHasAllowedItNothingIsStartedAndNoPixelLeaves) {
     int status;
     const char *state, *words;
   } rows[] = {{1, "refused", "has not allowed it"},
-              {3, "refused", "cannot be"},
+              {3, "refused", "nobody is there"},
               {7, "refused", "cannot be"},
               {0, "running", ""}};
-  StartSession();
+  StartSession({.askAgainAfter = 0ms});
   AnswerNotice(-1);
   FakeViewer& viewer = NewViewer();
   for (const auto& row : rows) {
@@ -164,6 +164,23 @@ TEST_F(LifeTest, UntilTheUserHasAllowedItNothingIsStartedAndNoPixelLeaves) {
   EXPECT_NE(NoticeRuns().find("192.0.2.7 wants to see and control"), std::string::npos) << NoticeRuns();
   EXPECT_TRUE(Await([&] { return NoticeRuns().find("--notice") != std::string::npos; }));
   AnswerNotice(0);
+}
+
+TEST_F(LifeTest, AUserWhoHasRefusedIsLeftInPeaceForAWhile) {
+  WritePreferences("<key>UserControlFilter</key><true/>");
+  AnswerNotice(1);
+  StartSession();
+  FakeViewer& viewer = NewViewer();
+  EXPECT_TRUE(AwaitState(viewer, "refused"));
+  EXPECT_TRUE(viewer.Said("state", "not asked again for")) << viewer.Last("state");
+  EXPECT_TRUE(viewer.Say(kRetry));
+  viewer.Leave();
+  EXPECT_TRUE(AwaitState(NewViewer(), "refused"));
+  WritePreferences("");
+  EXPECT_TRUE(viewers_.back().Say(kRetry));
+  EXPECT_TRUE(AwaitState(viewers_.back(), "running"));
+  const std::string runs = NoticeRuns();
+  EXPECT_EQ(runs.find("--ask"), runs.rfind("--ask")) << runs;
 }
 
 TEST_F(LifeTest, ThePortAnswersTheAgentsOtherPrograms) {
