@@ -130,6 +130,7 @@ void ScreenPump::Refresh(ViewerId id) {
     if (found == viewers_.end()) return;
     ShowAllLocked(found->second);
     poked_ = true;
+    refreshing_ = true;
   }
   Wake();
 }
@@ -259,6 +260,7 @@ void ScreenPump::TakeNewScreen() {
     const Locked locked(lock_);
     if (followed_ != watch_) return;
     shape_ = source_->Shape();
+    picture_.Start(source_->Pixels(), shape_.width, shape_.height);
     const std::string text = ScreenText(shape_);
     for (auto& [id, viewer] : viewers_) {
       viewer.channel->SendText(text);
@@ -270,11 +272,23 @@ void ScreenPump::TakeNewScreen() {
 
 void ScreenPump::TakeChanges() {
   const auto now = Clock::now();
-  if (source_->Changes().empty()) return pace_.Nothing(now);
+  FindDifferences();
+  if (different_.empty()) return pace_.Nothing(now);
   pace_.Activity(now);
   const Locked locked(lock_);
   for (auto& [id, viewer] : viewers_)
-    for (const Rect& change : source_->Changes()) AddPendingLocked(viewer, change, now);
+    for (const Rect& change : different_) AddPendingLocked(viewer, change, now);
+}
+
+// A refresh is also for what was changed and not reported.
+void ScreenPump::FindDifferences() {
+  const bool everywhere = [this] {
+    const Locked locked(lock_);
+    return std::exchange(refreshing_, false);
+  }();
+  different_.clear();
+  if (everywhere) return picture_.Take(source_->Pixels(), picture_.Area(), different_);
+  for (const Rect& change : source_->Changes()) picture_.Take(source_->Pixels(), change, different_);
 }
 
 // ---- updates
@@ -309,7 +323,7 @@ void ScreenPump::Send(const Job& job) {
   std::vector<uint8_t> message;
   for (;;) {
     message =
-        encoder_.Encode(source_->Pixels(), std::span(pieces_).first(count), job.number, screen, job.compress);
+        encoder_.Encode(picture_.Pixels(), std::span(pieces_).first(count), job.number, screen, job.compress);
     // How well pixels compress is a guess until they have been compressed.
     if (message.size() / 2 <= job.maxBytes || count == 1) break;
     count = std::max<size_t>(count * job.maxBytes / message.size(), 1);

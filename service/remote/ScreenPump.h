@@ -14,6 +14,7 @@
 #include "service/remote/AskPace.h"
 #include "service/remote/LinkPace.h"
 #include "service/remote/PendingArea.h"
+#include "service/remote/Picture.h"
 #include "service/remote/ScreenSource.h"
 #include "service/remote/ViewerHub.h"
 
@@ -81,7 +82,8 @@ class ScreenPump {
   void Converse();
   void TakeAnswer(ScreenSource::Answer answer);
   void TakeNewScreen();
-  void TakeChanges();
+  void TakeChanges() EXCLUDES(lock_);
+  void FindDifferences() EXCLUDES(lock_);
   void Lose();
   void WaitForNews();
   [[nodiscard]] std::optional<Clock::time_point> NextStep();
@@ -105,6 +107,7 @@ class ScreenPump {
   bool watching_ GUARDED_BY(lock_) = false;
   bool poked_ GUARDED_BY(lock_) = false;
   bool drawn_ GUARDED_BY(lock_) = false;
+  bool refreshing_ GUARDED_BY(lock_) = false;
   bool stopping_ GUARDED_BY(lock_) = false;
 
   // The screen thread's.
@@ -118,6 +121,8 @@ class ScreenPump {
   bool asked_ = false;
   Clock::time_point deadline_;  // for its connection, or its answer
   std::chrono::microseconds seekPause_{};
+  Picture picture_;
+  std::vector<rcserv::Rect> different_;
   std::vector<rcserv::Rect> pieces_;
 
   std::thread thread_;

@@ -110,6 +110,23 @@ TEST_F(PictureTest, AThinLinkCarriesSmallUpdatesAndWhatChangesSeldomFirst) {
   EXPECT_TRUE(AwaitPicture(viewer));
 }
 
+TEST_F(PictureTest, WhatIsPaintedAgainWithTheSamePixelsIsNotSentAgain) {
+  const Rect noise = rcserv::MakeXYWH(300, 100, 400, 300);
+  client_->FillNoise(noise.left, noise.top, noise.Width(), noise.Height(), 1);
+  client_->Sync();
+  StartSession();
+  FakeViewer& viewer = NewRunningViewer();
+  ASSERT_TRUE(AwaitPicture(viewer));
+  const size_t before = viewer.Updates().size();
+  for (uint32_t colour = 1; colour < 5; ++colour) {
+    client_->FillNoise(noise.left, noise.top, noise.Width(), noise.Height(), 1);
+    client_->Fill(10, 10, 20, 20, 0x3050F0 * colour);
+    client_->Sync();
+    EXPECT_TRUE(AwaitPicture(viewer)) << colour;
+  }
+  EXPECT_FALSE(Touches(viewer.Updates(), before, noise));
+}
+
 TEST_F(PictureTest, AViewerOfOneMonitorIsSentNothingOfTheOthers) {
   server_.SetMonitors({{"*left", 0, 0, 640, 720}, {"right", 640, 0, 640, 720}});
   StartSession();
