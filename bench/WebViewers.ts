@@ -1,6 +1,6 @@
 // How long from a change on the screen to the page that shows it, how much processor time does that take, and how many
 // bytes, beside Debian's VNC servers with their WebSocket bridge and page?
-import { ChildProcess, execFileSync, spawn } from 'node:child_process';
+import { ChildProcess, execFileSync, spawn, spawnSync } from 'node:child_process';
 import { readdirSync, readFileSync } from 'node:fs';
 import { AddressInfo, createServer } from 'node:net';
 import { join } from 'node:path';
@@ -383,7 +383,14 @@ function print(contenders: Contender[], rounds: Result[][][]): void {
   });
 }
 
+function requirePrograms(): void {
+  for (const program of ['X0tigervnc', 'Xtigervnc', 'Xvfb', 'ss', 'websockify'])
+    if (spawnSync('sh', ['-c', `command -v ${program}`]).status !== 0)
+      throw new Error(`${program} is missing: scripts/packages.txt names its package`);
+}
+
 async function main(): Promise<void> {
+  requirePrograms();
   const roundCount = Number(process.argv[2] ?? kDefaultRounds);
   const desktop = await Desktop.start('us', `${kSize.width}x${kSize.height}`);
   const browser = await chromium.launch({ executablePath: process.env.CHROMIUM! });
