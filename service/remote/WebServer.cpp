@@ -172,7 +172,9 @@ class WebServer::Core {
   ViewerHub& hub_;
   TlsIdentity tls_;
   std::optional<WebContext> context_;  // outlives the connections, which io_ holds
-  asio::io_context io_{1};
+  // Not said to have one thread: what that posts to itself would then be overtaken by what other threads
+  // post.
+  asio::io_context io_;
   tcp::acceptor acceptor_{io_};
   asio::steady_timer timer_{io_};  // before the next try to accept, or the end
   uint16_t port_ = 0;
