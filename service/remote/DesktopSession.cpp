@@ -1,6 +1,9 @@
 #include "service/remote/DesktopSession.h"
 
-#include <atomic>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <thread>
 #include <utility>
@@ -68,10 +71,13 @@ class DesktopSession::Core {
   ~Core() { Stop(); }
 
   std::string Start() {
+    const std::string observer = ObserverExecutable();
+    if (!options_.observerPath.empty() && access(observer.c_str(), X_OK) != 0)
+      return "cannot run " + observer + ": " + std::strerror(errno);
     TakePreferences();
     if (!port_.StartBroker(CFRunLoopGetMain()))
       return "another service has the message port com.korvane.kvremote";
-    pump_ = std::make_unique<ScreenPump>(MakeSource(), PumpEvents());
+    pump_ = std::make_unique<ScreenPump>(MakeSource(observer), PumpEvents());
     life_ = std::make_unique<ObserverLife>(commands_, roster_, *link_, *pump_);
     clock_ = std::thread([this] { RunClock(); });
     return {};
@@ -123,13 +129,16 @@ class DesktopSession::Core {
   }
 
  private:
-  // And the link to the observer that goes with it.
-  std::unique_ptr<ScreenSource> MakeSource() {
+  [[nodiscard]] std::string ObserverExecutable() const {
     const std::string bundle =
         options_.observerPath.empty()
             ? std::string(FetchFolder(kFolderBin)) + "/kvobserve.app"
             : std::filesystem::absolute(options_.observerPath).lexically_normal().string();
-    const std::string executable = bundle + "/Contents/MacOS/kvobserve";
+    return bundle + "/Contents/MacOS/kvobserve";
+  }
+
+  // And the link to the observer that goes with it.
+  std::unique_ptr<ScreenSource> MakeSource(const std::string& executable) {
     if (!options_.legacy) {
       link_ = std::make_unique<SharedScreenLink>(options_.observerPath.empty() ? "" : executable);
       return std::make_unique<SharedScreenSource>();

@@ -39,7 +39,8 @@ class DesktopSession : public ViewerHub {
   DesktopSession(const DesktopSession&) = delete;
   DesktopSession& operator=(const DesktopSession&) = delete;
 
-  // Empty, or why there is no session to be had: another service has the message port.
+  // Empty, or why there is no session to be had: another service has the message port, or there is no
+  // observer at the path.
   [[nodiscard]] std::string Start();
   // Ends the view, and the observer with it. Waits for that, some seconds at most.
   void Stop();

@@ -31,7 +31,7 @@ Options
 
 Exit status
   0   ended by a signal
-  1   it cannot listen there, the certificate cannot be used, or another one serves this machine
+  1   it cannot listen there, the certificate or the observer cannot be used, or another one serves this machine
   2   the arguments make no sense
 )";
 
