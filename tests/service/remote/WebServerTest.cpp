@@ -5,7 +5,9 @@
 
 #include <array>
 #include <fstream>
+#include <functional>
 #include <map>
+#include <thread>
 
 #include "common/KCasl.h"
 #include "platform/ThreadSafety.h"
@@ -26,9 +28,13 @@ using test::WebClient;
 // Takes every message that does not begin with '!'.
 class MemoryHub : public ViewerHub {
  public:
+  // On the server's thread; set before it starts.
+  std::function<void(ViewerChannel&)> greet = [](ViewerChannel&) {};
+
   ViewerId Join(std::shared_ptr<ViewerChannel> channel, std::string, bool local) override {
     const Locked held(lock_);
     EXPECT_TRUE(local);
+    greet(*channel);
     channels_[++last_] = std::move(channel);
     return last_;
   }
@@ -202,6 +208,17 @@ TEST_F(WebServerTest, ARequestThatComesByteByByteIsNotWaitedForLonger) {
   WebClient client(server_->Port());
   client.Send(Request("GET /"));
   EXPECT_TRUE(WaitFor([&] { return !client.Send("X"); }));
+}
+
+TEST_F(WebServerTest, WhatAnotherThreadSendsDoesNotOvertakeTheGreeting) {
+  hub_.greet = [](ViewerChannel& channel) {
+    channel.SendText("greeting");
+    std::thread([&channel] { channel.SendText("news"); }).join();
+  };
+  Start();
+  WebClient viewer = OpenViewer();
+  EXPECT_EQ(viewer.ReadFrame()->payload, "greeting");
+  EXPECT_EQ(viewer.ReadFrame()->payload, "news");
 }
 
 TEST_F(WebServerTest, MessagesGoBothWaysInTheirOrder) {
