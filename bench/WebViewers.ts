@@ -237,13 +237,27 @@ function latencies(painted: Change[], shown: Change[]): number[] {
 
 // ---- counting
 
-// Milliseconds that all threads of these processes have run.
-function processorTime(processes: number[]): number {
-  let nanoseconds = 0;
-  for (const process of processes)
-    for (const thread of readdirSync(`/proc/${process}/task`))
-      nanoseconds += Number(readFileSync(`/proc/${process}/task/${thread}/schedstat`, 'utf8').split(' ')[0]);
-  return nanoseconds / 1e6;
+// Milliseconds that all threads of each of these processes have run; none for what has ended, as helpers of a browser do.
+function processorTimes(processes: number[]): Map<number, number> {
+  const times = new Map<number, number>();
+  for (const process of processes) {
+    try {
+      let nanoseconds = 0;
+      for (const thread of readdirSync(`/proc/${process}/task`))
+        nanoseconds += Number(readFileSync(`/proc/${process}/task/${thread}/schedstat`, 'utf8').split(' ')[0]);
+      times.set(process, nanoseconds / 1e6);
+    } catch {
+      continue;
+    }
+  }
+  return times;
+}
+
+// Of what was counted both times, or is new.
+function growth<Key>(before: Map<Key, number>, after: Map<Key, number>): number {
+  let sum = 0;
+  for (const [key, count] of after) sum += count - (before.get(key) ?? 0);
+  return sum;
 }
 
 function withDescendants(roots: number[]): number[] {
@@ -300,9 +314,9 @@ async function measure(
   const server = contender.server === null ? [] : [contender.server];
   const look = () => ({
     time: performance.now(),
-    service: processorTime(service),
-    server: processorTime(server),
-    browser: processorTime(browser),
+    service: processorTimes(service),
+    server: processorTimes(server),
+    browser: processorTimes(browser),
     bytes: bytesSent(contender.port),
   });
   const before = look();
@@ -311,15 +325,13 @@ async function measure(
   await setTimeout(kSettleMs);
   const found = latencies(painted, await seen(drawer));
   const seconds = (after.time - before.time) / 1000;
-  let bytes = 0;
-  for (const [peer, count] of after.bytes) bytes += count - (before.bytes.get(peer) ?? 0);
   return {
     latencies: found,
     shownPerSecond: found.length / seconds,
-    service: (after.service - before.service) / seconds / 10,
-    server: (after.server - before.server) / seconds / 10,
-    browser: (after.browser - before.browser) / seconds / 10,
-    bytesPerSecond: bytes / seconds,
+    service: growth(before.service, after.service) / seconds / 10,
+    server: growth(before.server, after.server) / seconds / 10,
+    browser: growth(before.browser, after.browser) / seconds / 10,
+    bytesPerSecond: growth(before.bytes, after.bytes) / seconds,
   };
 }
 
