@@ -17,8 +17,8 @@ namespace platform::x11 {
 //
 // XCB waits without a way out: for a reply, for room in the socket, for the greeting of a server. The way out
 // is here: cutting shuts the sockets down, upon which everything that waits in them fails at once. That
-// happens when one connection finds the server gone, and three seconds after the process began to end, so that
-// no server that has stopped answering holds up the end.
+// happens when one connection finds the server gone, and three seconds after the process began to end, so
+// that no server that has stopped answering holds up the end.
 class Session {
  public:
   // Lives as long as the process: threads may still call when static objects are destroyed.

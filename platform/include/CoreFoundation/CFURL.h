@@ -9,7 +9,8 @@ extern "C" {
 CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator, const UInt8* path, CFIndex length,
                                                  Boolean isDirectory);
 // The path, NUL-terminated, without a trailing separator; false when `size` bytes do not hold it. It is
-// absolute when `resolveAgainstBase` is set, else as relative as it was given. False too when the URL is no file's.
+// absolute when `resolveAgainstBase` is set, else as relative as it was given. False too when the URL is no
+// file's.
 Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolveAgainstBase, UInt8* buffer,
                                          CFIndex size);
 // Null when the URL has no path.
