@@ -138,4 +138,8 @@ void CFDictionaryRemoveValue(CFMutableDictionaryRef dictionary, const void* key)
   if (found != entries.end()) entries.erase(found);
 }
 
+void CFDictionaryRemoveAllValues(CFMutableDictionaryRef dictionary) {
+  platform::cf::EntriesToChange(dictionary).clear();
+}
+
 }  // extern "C"

@@ -1,5 +1,7 @@
 // The server's display controllers, each of which drives one mode of one or more outputs.
 #pragma once
+#include <CoreGraphics/CGError.h>
+
 #include <cstdint>
 #include <vector>
 
@@ -18,5 +20,11 @@ struct Controller {
 
 // Those that show something.
 [[nodiscard]] std::vector<Controller> ReadControllers(Connection& connection);
+
+// Drives the controller in another mode at the same place. The others stay where they are, and the root
+// becomes as large as all of them together. kCGErrorIllegalArgument for a mode that an output of the
+// controller does not have; kCGErrorCannotComplete when the server refuses or is gone, and then nothing has
+// changed.
+[[nodiscard]] CGError SwitchController(Connection& connection, uint32_t controller, uint32_t mode);
 
 }  // namespace platform::x11

@@ -3,6 +3,8 @@
 #include <CoreGraphics/CGDirectDisplay.h>
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "platform/ThreadSafety.h"
@@ -92,6 +94,16 @@ DictionaryPtr Describe(Connection& connection, const DisplayInfo& display) {
   return description;
 }
 
+// Nothing for a dictionary that describes no mode.
+std::optional<uint32_t> NumberOf(CFDictionaryRef mode) {
+  const void* const value = CFDictionaryGetValue(mode, kCGDisplayMode);
+  int64_t number = -1;
+  if (value == nullptr || CFGetTypeID(value) != CFNumberGetTypeID()) return std::nullopt;
+  CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &number);
+  if (!std::in_range<uint32_t>(number)) return std::nullopt;
+  return static_cast<uint32_t>(number);
+}
+
 }  // namespace
 
 extern "C" {
@@ -109,6 +121,24 @@ CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display) {
   const DisplayInfo* const info = displays ? Find(*displays, display) : nullptr;
   if (info == nullptr || connection == nullptr) return nullptr;
   return Descriptions::Instance().Keep(Describe(*connection, *info));
+}
+
+CGError CGDisplaySwitchToMode(CGDirectDisplayID display, CFDictionaryRef mode) {
+  const std::optional<uint32_t> number = mode == nullptr ? std::nullopt : NumberOf(mode);
+  if (!number) return kCGErrorIllegalArgument;
+  const CallScope scope;
+  Connection* const connection = Connection::Current();
+  // What is kept could be older than the mode that was set last.
+  const auto displays = connection == nullptr ? nullptr : Displays::Instance().Ask(*connection);
+  if (!displays) return kCGErrorCannotComplete;
+  const DisplayInfo* const info = Find(*displays, display);
+  if (info == nullptr) return kCGErrorIllegalArgument;
+  const Controller controller = ControllerOf(*connection, *info);
+  if (controller.mode == *number) return kCGErrorSuccess;
+  if (controller.id == 0) return kCGErrorIllegalArgument;
+  const CGError error = SwitchController(*connection, controller.id, *number);
+  Displays::Instance().Forget();
+  return error;
 }
 
 size_t CGDisplayPixelsWide(CGDirectDisplayID display) {

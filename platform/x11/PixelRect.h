@@ -25,6 +25,14 @@ inline PixelRect Intersection(const PixelRect& a, const PixelRect& b) {
           std::min(a.bottom, b.bottom)};
 }
 
+// The smallest one around both.
+inline PixelRect Union(const PixelRect& a, const PixelRect& b) {
+  if (a.IsEmpty()) return b;
+  if (b.IsEmpty()) return a;
+  return {std::min(a.left, b.left), std::min(a.top, b.top), std::max(a.right, b.right),
+          std::max(a.bottom, b.bottom)};
+}
+
 inline CGRect ToCGRect(const PixelRect& rect) {
   return CGRectMake(rect.left, rect.top, rect.Width(), rect.Height());
 }

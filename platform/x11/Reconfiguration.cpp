@@ -1,18 +1,12 @@
 #include "platform/x11/Reconfiguration.h"
 
-#include <algorithm>
-
 namespace platform::x11 {
 namespace {
 
 // The smallest rectangle around all displays.
 PixelRect DesktopShape(const DisplayList& displays) {
   PixelRect shape;
-  for (const DisplayInfo& display : displays) {
-    if (shape.IsEmpty()) shape = display.bounds;
-    shape = {std::min(shape.left, display.bounds.left), std::min(shape.top, display.bounds.top),
-             std::max(shape.right, display.bounds.right), std::max(shape.bottom, display.bounds.bottom)};
-  }
+  for (const DisplayInfo& display : displays) shape = Union(shape, display.bounds);
   return shape;
 }
 

@@ -36,5 +36,6 @@ void CFDictionaryApplyFunction(CFDictionaryRef dictionary, CFDictionaryApplierFu
 
 void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value);
 void CFDictionaryRemoveValue(CFMutableDictionaryRef dictionary, const void* key);
+void CFDictionaryRemoveAllValues(CFMutableDictionaryRef dictionary);
 
 }  // extern "C"

@@ -45,6 +45,12 @@ extern const CFStringRef kCGDisplayRefreshRate;
 extern const CFStringRef kCGDisplayMode;
 CFDictionaryRef CGDisplayCurrentMode(CGDirectDisplayID display);
 
+// Drives the display as `mode` says, which came from CGDisplayCurrentMode: of its numbers, the mode's own one
+// counts. The other displays stay where they are. kCGErrorIllegalArgument for a display that is unknown and
+// for a mode that is null, describes none or is not one of the display's (any more); kCGErrorCannotComplete
+// when the server refuses, and without one.
+CGError CGDisplaySwitchToMode(CGDirectDisplayID display, CFDictionaryRef mode);
+
 // The same for its pixels; null for an unknown one. The caller releases (null is allowed).
 using CGDisplayModeRef = struct CGDisplayMode*;
 CGDisplayModeRef CGDisplayCopyDisplayMode(CGDirectDisplayID display);

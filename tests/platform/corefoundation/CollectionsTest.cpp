@@ -52,6 +52,8 @@ TEST(CollectionsTest, KeysAreFoundByValueAndABooleanIsNoNumber) {
 
   CFDictionaryRemoveValue(dictionary.get(), real.get());
   EXPECT_FALSE(CFDictionaryContainsKey(dictionary.get(), integer.get()));
+  CFDictionaryRemoveAllValues(dictionary.get());
+  EXPECT_EQ(CFDictionaryGetCount(dictionary.get()), 0);
 }
 
 TEST(CollectionsTest, EqualityIsByValueWhateverTheOrder) {

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "tests/platform/x11/Pictures.h"
+#include "tests/support/VncOutputs.h"
+#include "tests/support/WaitFor.h"
+#include "tests/support/XClient.h"
 #include "tests/support/XServer.h"
 
 namespace {
@@ -92,6 +95,63 @@ TEST(DisplaysTest, AModeThatChangesIsAnotherOneAndTheOldDescriptionLasts) {
   server.SetMonitors({{"half", 0, 0, 700, 900}});
   EXPECT_EQ(ModeNumber(CGDisplayCurrentMode(CGMainDisplayID()), kCGDisplayMode), 0)
       << "it has none of its own";
+  EXPECT_EQ(CGDisplaySwitchToMode(CGMainDisplayID(), first), kCGErrorIllegalArgument);
+  EXPECT_EQ(CGDisplaySwitchToMode(CGMainDisplayID(), CGDisplayCurrentMode(CGMainDisplayID())),
+            kCGErrorSuccess);
+}
+
+TEST(DisplaysTest, ADisplayIsSwitchedToAnyOfItsModesAndTheOthersStay) {
+  test::VncOutputs outputs;
+  const test::XServer server({.kind = test::XServerOptions::Kind::kXvnc,
+                              .width = 800,
+                              .height = 600,
+                              .extra = outputs.ServerArguments()});
+  outputs.Set({{0, 0, 800, 600}, {800, 100, 640, 480}});
+  ASSERT_TRUE(test::WaitFor([] { return ActiveDisplays().size() == 2; }));
+  const CGDirectDisplayID first = CGMainDisplayID();
+  const CGDirectDisplayID second = ActiveDisplays()[1];
+  const auto modeOf = [&](const char* name) {
+    EXPECT_EQ(server.Run({"xrandr", "--output", "VNC-0", "--mode", name}), 0);
+    return CGDisplayCurrentMode(first);
+  };
+  const CFDictionaryRef small = modeOf("640x480"), large = modeOf("1920x1200"), middle = modeOf("800x600");
+  const struct {
+    CFDictionaryRef mode;
+    int width, height, rootWidth, rootHeight;
+  } rows[] = {{large, 1920, 1200, 1920, 1200},
+              {small, 640, 480, 1440, 580},
+              {middle, 800, 600, 1440, 600},
+              {middle, 800, 600, 1440, 600}};
+  for (const auto& row : rows) {
+    ASSERT_EQ(CGDisplaySwitchToMode(first, row.mode), kCGErrorSuccess) << row.width;
+    EXPECT_EQ(CGDisplayCurrentMode(first), row.mode);
+    ExpectBounds(first, CGRectMake(0, 0, row.width, row.height));
+    ExpectBounds(second, CGRectMake(800, 100, 640, 480));
+    test::XClient root;
+    EXPECT_FALSE(root.Read(0, 0, row.rootWidth, row.rootHeight).empty()) << row.width;
+    EXPECT_TRUE(root.Read(0, 0, row.rootWidth + 1, 1).empty()) << row.width;
+    EXPECT_TRUE(root.Read(0, 0, 1, row.rootHeight + 1).empty()) << row.width;
+  }
+
+  ASSERT_EQ(server.Run({"xrandr", "--newmode", "own", "74.5", "1400", "1401", "1402", "1403", "900", "901",
+                        "902", "903"}),
+            0);
+  ASSERT_EQ(server.Run({"xrandr", "--addmode", "VNC-0", "own"}), 0);
+  const CFDictionaryRef own = modeOf("own");
+  modeOf("800x600");
+  EXPECT_EQ(CGDisplaySwitchToMode(first, own), kCGErrorSuccess);
+  EXPECT_EQ(CGDisplaySwitchToMode(second, own), kCGErrorIllegalArgument) << "it is the other one's";
+  EXPECT_EQ(CGDisplaySwitchToMode(first, middle), kCGErrorSuccess);
+  ASSERT_EQ(server.Run({"xrandr", "--delmode", "VNC-0", "own"}), 0);
+  const CFDictionaryRef none = CFDictionaryCreate(kCFAllocatorDefault, nullptr, nullptr, 0, nullptr, nullptr);
+  const struct {
+    CGDirectDisplayID display;
+    CFDictionaryRef mode;
+  } refused[] = {{first, own}, {first, nullptr}, {first, none}, {999, middle}};
+  for (const auto& [display, mode] : refused)
+    EXPECT_EQ(CGDisplaySwitchToMode(display, mode), kCGErrorIllegalArgument) << display;
+  CFRelease(none);
+  ExpectBounds(first, CGRectMake(0, 0, 800, 600));
 }
 
 }  // namespace
