@@ -51,6 +51,15 @@ CGRect GetDimensionsOfAllDisplays() {
   return Displays().desktopBounds();
 }
 
+// `key`: a display; `value`: the mode that it had.
+void myCFDictionaryApplierFunction(const void* key, const void* value, void*) {
+  CGDirectDisplayID display = kCGNullDirectDisplay;
+  CFNumberGetValue(static_cast<CFNumberRef>(key), kCFNumberSInt32Type, &display);
+  const CGError error = CGDisplaySwitchToMode(display, static_cast<CFDictionaryRef>(value));
+  if (error == kCGErrorSuccess) return;
+  ASLLogger(ASL_LEVEL_INFO, 1, true, "myCFDictionaryApplierFunction: CGDisplaySwitchToMode: err=%d.", error);
+}
+
 // A point where the thread may end.
 void AllowCancellation() {
   int former = 0;
@@ -79,7 +88,10 @@ void WaitCancellably(pthread_mutex_t* mutex, const Wait& wait) {
 
 RCShowScreener::RCShowScreener() = default;
 
-RCShowScreener::~RCShowScreener() { RCShowScreener::StopScreening(true); }
+RCShowScreener::~RCShowScreener() {
+  RCShowScreener::StopScreening(true);
+  RestoreDisplayModes();
+}
 
 // ---- start and stop
 
@@ -133,6 +145,7 @@ void RCShowScreener::StopScreening(bool) {
   pthread_cancel(thread_);
   error = pthread_join(thread_, nullptr);
   KCSignalIf(error != 0, "RCShowScreener::StopScreening:: pthread_join err=%ld", static_cast<long>(error));
+  RestoreDisplayModes();
   LogFinalMetrics();
   FrameWatchdogTimer::instance().Stop();
 }
@@ -274,6 +287,22 @@ void RCShowScreener::Pass(Step step) {
 void RCShowScreener::Await(Step step) {
   const Locked locked(stepLock_);
   while (step_ < step) stepped_.Wait(stepLock_);
+}
+
+// ---- modes
+
+CGError RCShowScreener::SwitchDisplayToMode(CGDirectDisplayID display, CFDictionaryRef mode) {
+  const CFDictionaryRef before = CGDisplayCurrentMode(display);
+  const CGError error = CGDisplaySwitchToMode(display, mode);
+  if (error != kCGErrorSuccess || before == nullptr) return error;
+  const StCFTypeRef<CFNumberRef> key(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt32Type, &display));
+  if (!CFDictionaryContainsKey(savedModes_, key)) CFDictionarySetValue(savedModes_, key, before);
+  return kCGErrorSuccess;
+}
+
+void RCShowScreener::RestoreDisplayModes() {
+  CFDictionaryApplyFunction(savedModes_, myCFDictionaryApplierFunction, nullptr);
+  CFDictionaryRemoveAllValues(savedModes_);
 }
 
 // ---- a test picture

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "common/StCFTypeRef.h"
 #include "legacy/RCTileEncoder.h"
 #include "platform/ThreadSafety.h"
 #include "rcserv/RCAbstractScreener.h"
@@ -18,7 +19,7 @@
 class RCShowScreener : public RCAbstractScreener {
  public:
   RCShowScreener();
-  // Stops.
+  // Stops, and brings modes back that no view was started with.
   ~RCShowScreener() override;
 
   // Depth and rate are those that the preferences have for the level.
@@ -31,6 +32,11 @@ class RCShowScreener : public RCAbstractScreener {
   void StopScreening(bool quit) override;
   void SignalScreenChanges() override;
   [[nodiscard]] bool Screening() const override { return screening_; }
+
+  // Drives the display in another of its modes; StopScreening() brings the one back that it had before the
+  // first switch. Before StartScreening(), which tells the viewer how large the displays are. The error is
+  // that of CGDisplaySwitchToMode().
+  [[nodiscard]] CGError SwitchDisplayToMode(CGDirectDisplayID display, CFDictionaryRef mode);
 
   // While it does not screen.
   void SendTestPatternFrameOfAllDisplays();
@@ -58,6 +64,8 @@ class RCShowScreener : public RCAbstractScreener {
   void Pass(Step step) EXCLUDES(stepLock_);
   void Await(Step step) EXCLUDES(stepLock_);
 
+  void RestoreDisplayModes();
+
   void ResetMetrics();
   void LogMetrics(uint32_t count, const CGRect* rects);
   void LogFinalMetrics() const;
@@ -78,6 +86,9 @@ class RCShowScreener : public RCAbstractScreener {
   // Made by the first start: it asks for displays and GL, and a controller that shows nothing has one of
   // these.
   std::optional<RCTileEncoder> encoder_;
+  // Modes to bring back, by the numbers of their displays.
+  const StCFTypeRef<CFMutableDictionaryRef> savedModes_{CFDictionaryCreateMutable(
+      kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks)};
 
   // Of the thread, while it runs.
   std::optional<Clock::time_point> sampleStart_;

@@ -136,6 +136,51 @@ TEST_F(ShowScreenerTest, ATimeoutSendsOneEmptyFrameForAllDisplays) {
   EXPECT_LE(frames, timeouts);
 }
 
+TEST_F(ShowScreenerTest, AViewInAnotherModeGivesTheOldOneBackWhereThatIsStillThere) {
+  server_.SetMonitors({});
+  const CGDirectDisplayID display = CGMainDisplayID();
+  const CFDictionaryRef original = CGDisplayCurrentMode(display);
+  const auto addMode = [&](const char* name, const char* width) {
+    EXPECT_EQ(server_.Run(
+                  {"xrandr", "--newmode", name, "9", width, "650", "651", "652", "200", "201", "202", "203"}),
+              0);
+    EXPECT_EQ(server_.Run({"xrandr", "--addmode", "screen", name}), 0);
+    EXPECT_EQ(server_.Run({"xrandr", "--output", "screen", "--mode", name}), 0);
+    return CGDisplayCurrentMode(display);
+  };
+  const CFDictionaryRef narrow = addMode("narrow", "320");
+  const CFDictionaryRef wide = addMode("wide", "600");
+  ASSERT_EQ(CGDisplaySwitchToMode(display, original), kCGErrorSuccess);
+
+  for (const CFDictionaryRef mode : {narrow, wide})
+    ASSERT_EQ(screener_.SwitchDisplayToMode(display, mode), 0);
+  port_.emplace();
+  screener_.StartScreening(16, 0);
+  EXPECT_EQ(Desktop(), (std::vector<int>{600, 200, 16}));
+  screener_.StopScreening(false);
+  EXPECT_EQ(CGDisplayCurrentMode(display), original);
+  EXPECT_EQ(witness_.Read(0, 0, kWidth, kHeight).size(), size_t{kWidth} * kHeight);
+  EXPECT_THAT(Log(), Not(HasSubstr("CGDisplaySwitchToMode")));
+
+  ASSERT_EQ(CGDisplaySwitchToMode(display, narrow), kCGErrorSuccess);
+  ASSERT_EQ(screener_.SwitchDisplayToMode(display, wide), kCGErrorSuccess);
+  ASSERT_EQ(server_.Run({"xrandr", "--delmode", "screen", "narrow"}), 0);
+  const auto view = [&] {
+    port_.emplace();
+    screener_.StartScreening(16, 0);
+    screener_.StopScreening(false);
+    return Log();
+  };
+  const std::string log = view();
+  const size_t line = log.find("myCFDictionaryApplierFunction: CGDisplaySwitchToMode: err=1001.");
+  EXPECT_LT(line, log.rfind("Oculon Metrics Final"));
+  EXPECT_EQ(view().find("myCFDictionaryApplierFunction", line + 1), std::string::npos) << "tried once";
+  EXPECT_EQ(CGDisplayCurrentMode(display), wide);
+
+  EXPECT_EQ(RCShowScreener().SwitchDisplayToMode(display, original), kCGErrorSuccess);
+  EXPECT_EQ(CGDisplayCurrentMode(display), wide) << "without a view, too";
+}
+
 TEST_F(ShowScreenerTest, ADepthThatIsNoneIsTheDisplays) {
   const struct { unsigned long given, told; } depths[] = {{24, 32}, {0, 32}, {8, 8}, {32, 32}};
   for (const auto& depth : depths) {
