@@ -164,7 +164,9 @@ TEST_F(RCHtml5ScreenerTest, AResizedDesktopMakesANewScreenForTheSameClient) {
   }
 }
 
-TEST(RCHtml5ScreenerClientTest, ItTellsWhenAClientComesAndGoes) {
+using RCHtml5ScreenerClientTest = test::ScreenFolderTest;
+
+TEST_F(RCHtml5ScreenerClientTest, ItTellsWhenAClientComesAndGoes) {
   const test::XServer server;
   std::vector<bool> told;  // of the capture thread, and read when that has ended
   std::atomic<size_t> count{0};
