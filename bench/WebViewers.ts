@@ -33,6 +33,7 @@ const kLoads: Load[] = [
   { name: 'a square of 64 x 64, 20 times a second', paint: 'square', periodMs: 50, count: 30, at: [330, 330] },
   { name: 'a scrolling window of 800 x 600, 20 times a second', paint: 'scroll', periodMs: 50, count: 30, at: [600, 742] },
   { name: 'full-screen video, 30 times a second', paint: 'video', periodMs: 33.3, count: 45, at: [0, 540] },
+  { name: 'full-screen video, 60 times a second', paint: 'video', periodMs: 16.7, count: 90, at: [0, 540] },
   { name: 'a full-screen film, 30 times a second', paint: 'film', periodMs: 33.3, count: 45, at: [32, 32] },
 ];
 

@@ -10,19 +10,38 @@ using namespace std::chrono_literals;
 constexpr std::chrono::nanoseconds kBusyPause = 2ms;
 constexpr std::chrono::nanoseconds kQuietPause = 33ms;
 constexpr auto kBusyFor = 200ms;
+// The observer hears of the same drawing, a little sooner or later.
+constexpr auto kBusyForDrawing = 4ms;
+constexpr auto kHeardFor = 100ms;
 
 }  // namespace
 
 void AskPace::Activity(Clock::time_point now) {
-  lastActivity_ = now;
+  busyUntil_ = now + kBusyFor;
   pause_ = kBusyPause;
   next_ = now;
 }
 
+void AskPace::Drawn(Clock::time_point now) {
+  heard_ = now;
+  busyUntil_ = std::max(busyUntil_, now + kBusyForDrawing);
+  pause_ = kBusyPause;
+  next_ = now;
+}
+
+void AskPace::Changes(Clock::time_point now) {
+  if (!Hears(now)) return Activity(now);
+  pause_ = kBusyPause;
+  next_ = now + pause_;
+}
+
 void AskPace::Nothing(Clock::time_point now) {
-  if (now - lastActivity_ > kBusyFor) pause_ = std::min(pause_ + pause_ / 4, kQuietPause);
+  // Who hears of drawing need not look for it.
+  if (now > busyUntil_) pause_ = Hears(now) ? kQuietPause : std::min(pause_ + pause_ / 4, kQuietPause);
   pause_ = std::max(pause_, kBusyPause);
   next_ = now + pause_;
 }
+
+bool AskPace::Hears(Clock::time_point now) const { return now - heard_ < kHeardFor; }
 
 }  // namespace remote

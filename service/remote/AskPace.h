@@ -9,9 +9,13 @@ class AskPace {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // Something changed, or a viewer acts.
+  // A viewer acts, or there is a new screen.
   void Activity(Clock::time_point now);
-  // An answer without changes.
+  // The display was heard to be drawn on.
+  void Drawn(Clock::time_point now);
+  // An answer with changes. Those that nobody has heard of are a sign of more of them.
+  void Changes(Clock::time_point now);
+  // An answer without.
   void Nothing(Clock::time_point now);
   // Ask as soon as somebody can use the answer.
   void Now() { next_ = {}; }
@@ -19,8 +23,11 @@ class AskPace {
   [[nodiscard]] Clock::time_point Next() const { return next_; }
 
  private:
+  [[nodiscard]] bool Hears(Clock::time_point now) const;
+
   Clock::time_point next_{};
-  Clock::time_point lastActivity_{};
+  Clock::time_point busyUntil_{};
+  Clock::time_point heard_{};
   std::chrono::nanoseconds pause_{};
 };
 

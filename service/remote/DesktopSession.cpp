@@ -77,7 +77,7 @@ class DesktopSession::Core {
     TakePreferences();
     if (!port_.StartBroker(CFRunLoopGetMain()))
       return "another service has the message port com.korvane.kvremote";
-    pump_ = std::make_unique<ScreenPump>(MakeSource(observer), PumpEvents());
+    pump_ = std::make_unique<ScreenPump>(MakeSource(observer), HearsDrawing(), PumpEvents());
     life_ = std::make_unique<ObserverLife>(commands_, roster_, *link_, *pump_);
     clock_ = std::thread([this] { RunClock(); });
     return {};
@@ -148,6 +148,9 @@ class DesktopSession::Core {
     link_ = std::make_unique<TileLink>(executable, *tiles);
     return tiles;
   }
+
+  // A service of root's has no display; the tile stream comes unasked.
+  [[nodiscard]] bool HearsDrawing() const { return isStandALone() && !options_.legacy; }
 
   ScreenPump::Events PumpEvents() {
     return {.up = [this](unsigned watch) { commands_.Post([this, watch] { life_->Up(watch); }); },

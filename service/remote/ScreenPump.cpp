@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 
 #include <algorithm>
+#include <iterator>
 #include <span>
 #include <utility>
 
@@ -33,8 +34,9 @@ timespec ToTimespec(std::chrono::nanoseconds time) {
 
 }  // namespace
 
-ScreenPump::ScreenPump(std::unique_ptr<ScreenSource> source, Events events)
+ScreenPump::ScreenPump(std::unique_ptr<ScreenSource> source, bool hearDrawing, Events events)
     : events_(std::move(events)),
+      hearDrawing_(hearDrawing),
       wake_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
       source_(std::move(source)),
       thread_([this] { Run(); }) {}
@@ -179,14 +181,18 @@ void ScreenPump::Run() {
 
 void ScreenPump::FollowOrders() {
   const auto now = Clock::now();
-  const Locked locked(lock_);
-  if (std::exchange(poked_, false)) pace_.Activity(now);
-  if (std::exchange(drawn_, false)) pace_.Now();
-  if (followed_ == watch_) return;
-  followed_ = watch_;
+  {
+    const Locked locked(lock_);
+    if (std::exchange(poked_, false)) pace_.Activity(now);
+    if (std::exchange(drawn_, false)) pace_.Now();
+    if (followed_ == watch_) return;
+    followed_ = watch_;
+    link_ = watching_ ? Link::kSeeking : Link::kOff;
+  }
   seekPause_ = kFirstSeekPause;
   source_->Drop();
-  link_ = watching_ ? Link::kSeeking : Link::kOff;
+  drawing_.Stop();
+  if (hearDrawing_ && link_ == Link::kSeeking) drawing_.Start();
   wasUp_ = wasSeen_ = asked_ = false;
   deadline_ = now + kStartLimit;
 }
@@ -209,6 +215,7 @@ void ScreenPump::Seek() {
 
 void ScreenPump::Lose() {
   source_->Drop();
+  drawing_.Stop();
   link_ = Link::kOff;
   const Locked locked(lock_);
   if (followed_ == watch_) events_.lost(followed_);
@@ -222,8 +229,7 @@ void ScreenPump::Reconnect() {
 
 void ScreenPump::Converse() {
   if (!asked_) {
-    const auto next = NextStep();
-    if (!next || Clock::now() < *next) return;
+    if (!SomebodyReady() || Clock::now() < pace_.Next()) return;
     deadline_ = Clock::now() + kAnswerLimit;
   }
   const ScreenSource::Answer answer = source_->Ask();
@@ -274,7 +280,7 @@ void ScreenPump::TakeChanges() {
   const auto now = Clock::now();
   FindDifferences();
   if (different_.empty()) return pace_.Nothing(now);
-  pace_.Activity(now);
+  pace_.Changes(now);
   const Locked locked(lock_);
   for (auto& [id, viewer] : viewers_)
     for (const Rect& change : different_) AddPendingLocked(viewer, change, now);
@@ -342,32 +348,37 @@ void ScreenPump::Send(const Job& job) {
 
 // ---- waiting
 
-// When to ask; nothing while nobody could use the answer.
-std::optional<ScreenPump::Clock::time_point> ScreenPump::NextStep() {
+// Nobody else could use an answer.
+bool ScreenPump::SomebodyReady() {
   const Locked locked(lock_);
-  const bool ready =
-      std::any_of(viewers_.begin(), viewers_.end(), [](const auto& entry) { return !entry.second.drawing; });
-  if (!ready) return std::nullopt;
-  return pace_.Next();
+  return std::any_of(viewers_.begin(), viewers_.end(),
+                     [](const auto& entry) { return !entry.second.drawing; });
 }
 
 void ScreenPump::WaitForNews() {
+  const bool up = link_ == Link::kUp;
+  const bool asks = up && !asked_ && SomebodyReady();
   std::optional<Clock::time_point> until;
   if (link_ == Link::kSeeking)
     until = Clock::now() + seekPause_;
-  else if (link_ == Link::kUp)
-    until = asked_ ? deadline_ : NextStep();
+  else if (up && asked_)
+    until = deadline_;
+  else if (asks)
+    until = pace_.Next();
 
   // The connection's loss shows also when nothing was asked.
-  pollfd entries[] = {{wake_.Get(), POLLIN, 0}, {link_ == Link::kUp ? source_->Descriptor() : -1, POLLIN, 0}};
+  pollfd entries[] = {{wake_.Get(), POLLIN, 0},
+                      {up ? source_->Descriptor() : -1, POLLIN, 0},
+                      {asks ? drawing_.Descriptor() : -1, POLLIN, 0}};
   timespec timeout{};
   if (until) timeout = ToTimespec(std::max(*until - Clock::now(), Clock::duration::zero()));
-  ppoll(entries, 2, until ? &timeout : nullptr, nullptr);
+  ppoll(entries, std::size(entries), until ? &timeout : nullptr, nullptr);
   if (entries[0].revents != 0) DrainWakes();
   if (entries[1].revents != 0 && !asked_) {
     source_->Drop();
     Reconnect();
   }
+  if (entries[2].revents != 0 && drawing_.Take()) pace_.Drawn(Clock::now());
 }
 
 }  // namespace remote

@@ -12,6 +12,7 @@
 #include "platform/Handles.h"
 #include "platform/ThreadSafety.h"
 #include "service/remote/AskPace.h"
+#include "service/remote/DrawingNews.h"
 #include "service/remote/LinkPace.h"
 #include "service/remote/PendingArea.h"
 #include "service/remote/Picture.h"
@@ -37,7 +38,8 @@ class ScreenPump {
     std::function<void(ScreenSource::Origin)> screen;
   };
 
-  ScreenPump(std::unique_ptr<ScreenSource> source, Events events);
+  // `hearDrawing`: the source's display is the one that DISPLAY names.
+  ScreenPump(std::unique_ptr<ScreenSource> source, bool hearDrawing, Events events);
   ~ScreenPump();
   ScreenPump(const ScreenPump&) = delete;
   ScreenPump& operator=(const ScreenPump&) = delete;
@@ -86,7 +88,7 @@ class ScreenPump {
   void FindDifferences() EXCLUDES(lock_);
   void Lose();
   void WaitForNews();
-  [[nodiscard]] std::optional<Clock::time_point> NextStep();
+  [[nodiscard]] bool SomebodyReady() EXCLUDES(lock_);
   void Serve();
   [[nodiscard]] std::optional<Job> NextJob(ViewerId after) EXCLUDES(lock_);
   void Send(const Job& job);
@@ -98,6 +100,7 @@ class ScreenPump {
   [[nodiscard]] rcserv::Rect ViewOfLocked(const Viewer& viewer) const REQUIRES(lock_);
 
   const Events events_;
+  const bool hearDrawing_;
   const platform::UniqueFd wake_;
 
   Lock lock_;
@@ -114,6 +117,7 @@ class ScreenPump {
   const std::unique_ptr<ScreenSource> source_;
   UpdateEncoder encoder_;
   AskPace pace_;
+  DrawingNews drawing_;
   Link link_ = Link::kOff;
   unsigned followed_ = 0;
   bool wasUp_ = false;    // the observer of this watch has shown its screen

@@ -1,8 +1,15 @@
 // Parts of the session that need no observer.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
+#include "service/remote/AskPace.h"
 #include "service/remote/CommandQueue.h"
+#include "service/remote/DrawingNews.h"
 #include "service/remote/RestartPolicy.h"
+#include "tests/support/WaitFor.h"
+#include "tests/support/XClient.h"
+#include "tests/support/XServer.h"
 
 namespace {
 
@@ -17,6 +24,60 @@ TEST(RestartPolicyTest, TheDelayGrowsUntilTheObserverCountsAsHopeless) {
     EXPECT_EQ(policy.Lost(begin), delay);
   EXPECT_EQ(policy.Lost(begin + 59s), std::nullopt);
   EXPECT_EQ(policy.Lost(begin + 130s), 250ms) << "what is long ago does not count";
+}
+
+// How often it asks from `begin` on, within `span`, when there is nothing new.
+int AsksWithin(remote::AskPace& pace, remote::AskPace::Clock::time_point begin,
+               std::chrono::milliseconds span) {
+  int asks = 0;
+  while (pace.Next() < begin + span) {
+    const auto now = std::max(begin, pace.Next());
+    pace.Nothing(now);
+    EXPECT_LE(pace.Next() - now, 34ms) << "at least 30 times a second";
+    ++asks;
+  }
+  return asks;
+}
+
+TEST(AskPaceTest, WhatIsHeardOfIsAskedForAtOnceAndNotLookedForAllTheTime) {
+  const auto begin = remote::AskPace::Clock::now();
+  const auto later = begin + 10ms;
+  remote::AskPace deaf;
+  deaf.Changes(begin);
+  EXPECT_EQ(deaf.Next(), begin);
+  EXPECT_GE(AsksWithin(deaf, begin, 200ms), 100);
+
+  remote::AskPace hears;
+  hears.Nothing(begin);
+  EXPECT_GT(hears.Next(), begin);
+  hears.Drawn(later);
+  EXPECT_EQ(hears.Next(), later);
+  hears.Nothing(later);
+  EXPECT_LE(hears.Next(), later + 2ms) << "the observer had not heard yet";
+  hears.Changes(later + 2ms);
+  EXPECT_LE(AsksWithin(hears, later + 2ms, 200ms), 10);
+
+  hears.Activity(later + 300ms);
+  EXPECT_GE(AsksWithin(hears, later + 300ms, 200ms), 100) << "a viewer acts";
+  hears.Changes(later + 600ms);
+  EXPECT_GE(AsksWithin(hears, later + 600ms, 200ms), 100) << "nobody has heard of these changes";
+}
+
+TEST(DrawingNewsTest, SaysOnceThatTheDisplayWasDrawnOnUntilTheDisplayIsGone) {
+  test::XServer server;
+  test::XClient client;
+  remote::DrawingNews news;
+  const auto hears = [&news] { return news.Take(); };
+  news.Start();
+  ASSERT_TRUE(test::WaitFor(hears)) << "what was drawn before";
+  for (int i = 0; i < 20; ++i) {
+    client.Fill(10, 10, 50, 50, 0xff0000 + i);
+    client.Fill(70, 10, 50, 50, 0xff0000 + i);
+    client.Sync();
+    EXPECT_TRUE(test::WaitFor(hears)) << i;
+  }
+  server.Kill();
+  EXPECT_TRUE(test::WaitFor([&] { return !news.Take() && news.Descriptor() < 0; }));
 }
 
 TEST(CommandQueueTest, OfMovesThatWaitOnlyTheNewestIsCarriedOutAndNothingElseIsLost) {

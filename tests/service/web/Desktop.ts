@@ -8,7 +8,7 @@ import { createInterface } from 'node:readline';
 import { Readable } from 'node:stream';
 
 const kDeadlineMs = 30_000;
-const kPrograms = ['kvobserve.app', 'kvprefs', 'kvremote'];
+const kPrograms = ['kvdrawn', 'kvobserve.app', 'kvprefs', 'kvremote'];
 
 // Returns when `condition` holds; fails with `what` when it does not in time. An exception counts as "not yet".
 export async function waitFor(what: string, condition: () => unknown): Promise<void> {
