@@ -63,7 +63,8 @@ RCTileDecoder::Result RCTileDecoder::TakeDimensions(const DimensionsRecord& reco
 
 RCTileDecoder::Result RCTileDecoder::TakePixelFormat(const PixelFormatRecord& record) {
   for (const PixelMasks& known : {kPixels555, kPixels565}) {
-    if (record.redMask != known.red || record.greenMask != known.green || record.blueMask != known.blue)
+    if (record.redMask != known.kRedMask || record.greenMask != known.kGreenMask ||
+        record.blueMask != known.kBlueMask)
       continue;
     masks_ = known;
     return Result::kDesktop;

@@ -48,7 +48,7 @@ uint16_t ReductionMask(uint8_t level) {
   constexpr uint8_t kNone = 6;
   if (level >= kNone) return 0;
   const unsigned bits = level == 0 ? 0xFF : (1U << (level - 1)) - 1;
-  return static_cast<uint16_t>(bits | bits << 5 | bits << (10 + gMasks.redComponentShift));
+  return static_cast<uint16_t>(bits | bits << 5 | bits << (10 + gMasks.kRedComponentShift));
 }
 
 void SendToService(std::span<const uint8_t> message) {

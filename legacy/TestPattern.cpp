@@ -13,10 +13,11 @@ class Palette {
   explicit Palette(const PixelMasks& masks) : masks_(masks) {}
 
   [[nodiscard]] uint16_t Colour(int red, int green, int blue) const {
-    return static_cast<uint16_t>(Part(masks_.red, red) | Part(masks_.green, green) | Part(masks_.blue, blue));
+    return static_cast<uint16_t>(Part(masks_.kRedMask, red) | Part(masks_.kGreenMask, green) |
+                                 Part(masks_.kBlueMask, blue));
   }
   [[nodiscard]] uint16_t White() const {
-    return static_cast<uint16_t>(masks_.red | masks_.green | masks_.blue);
+    return static_cast<uint16_t>(masks_.kRedMask | masks_.kGreenMask | masks_.kBlueMask);
   }
 
  private:

@@ -36,9 +36,9 @@ void SendDesktop(int32_t width, int32_t height, uint32_t depth, const PixelMasks
                                .verticalResolution = 0,
                                .coloursUsed = 0,
                                .importantColours = 0,
-                               .redMask = masks.red,
-                               .greenMask = masks.green,
-                               .blueMask = masks.blue},
+                               .redMask = masks.kRedMask,
+                               .greenMask = masks.kGreenMask,
+                               .blueMask = masks.kBlueMask},
              send);
 }
 

@@ -41,8 +41,8 @@ inline constexpr size_t kLongestRecord = 1 + kTileBytes;
 
 // Colour masks of a pixel. Two bytes of a pixel are exchanged on their way into the stream: high byte first.
 struct PixelMasks {
-  int redComponentShift;  // green has so many bits more than 5
-  uint32_t red, green, blue;
+  int kRedComponentShift;  // green has so many bits more than 5
+  uint32_t kRedMask, kGreenMask, kBlueMask;
 };
 inline constexpr PixelMasks kPixels555 = {0, 0x7C00, 0x03E0, 0x001F};
 inline constexpr PixelMasks kPixels565 = {1, 0xF800, 0x07E0, 0x001F};

@@ -81,7 +81,8 @@ std::vector<std::uint8_t> ToRgb(const std::byte* pixels, int width, int height, 
     for (int x = 0; x < width; ++x) {
       std::uint16_t pixel = 0;
       std::memcpy(&pixel, row + std::ptrdiff_t{x} * 2, sizeof pixel);
-      for (const std::uint32_t mask : {masks.red, masks.green, masks.blue}) rgb.push_back(Widen(pixel, mask));
+      for (const std::uint32_t mask : {masks.kRedMask, masks.kGreenMask, masks.kBlueMask})
+        rgb.push_back(Widen(pixel, mask));
     }
   }
   return rgb;

@@ -100,7 +100,7 @@ ScreenSource::Answer TileScreen::Ask() {
 }
 
 void TileScreen::CopyLocked(const Rect& area) {
-  const bool has565 = decoder_->Masks().red == tiles::kPixels565.red;
+  const bool has565 = decoder_->Masks().kRedMask == tiles::kPixels565.kRedMask;
   const auto width = static_cast<size_t>(area.Width());
   for (int y = area.top; y < area.bottom; ++y) {
     const size_t at = static_cast<size_t>(y) * static_cast<size_t>(width_) + static_cast<size_t>(area.left);
