@@ -33,7 +33,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-constexpr auto kLookEvery = 100ms;
+constexpr auto kLookEvery = 250ms;
 
 StCFTypeRef<CFURLRef> MakeFolderUrl(const std::string& path) {
   return StCFTypeRef<CFURLRef>(CFURLCreateFromFileSystemRepresentation(
