@@ -28,7 +28,9 @@ void FrameWatchdogTimer::Stop() {
 }
 
 void FrameWatchdogTimer::InactivityTimerAction(EventLoopTimerRef, void*) {
-  if (!m_didTimeOut && !m_gotFrames) {
+  if (!m_gotFrames) {
+    // Also when it is set: the screener may have begun to wait just after the last signal, and a second one
+    // does nothing otherwise.
     m_didTimeOut = true;
     m_screener.load()->SignalScreenChanges();
   }

@@ -155,7 +155,9 @@ void RCShowScreener::StopScreening(bool) {
 void RCShowScreener::StartScreenMonitor() {
   if (screening_.exchange(true)) return;
   ClearAllChangeRects();
-  CGRegisterScreenRefreshCallback(MyScreenChangeCallback, this);
+  const CGError error = CGRegisterScreenRefreshCallback(MyScreenChangeCallback, this);
+  KCSignalIf(error != kCGErrorSuccess,
+             "RCShowScreener::StartScreenMonitor: CGRegisterScreenRefreshCallback err=%d", error);
 }
 
 void RCShowScreener::StopScreenMonitor() {

@@ -136,6 +136,13 @@ TEST_F(ShowScreenerTest, ATimeoutSendsOneEmptyFrameForAllDisplays) {
   EXPECT_LE(frames, timeouts);
 }
 
+TEST_F(ShowScreenerTest, ATimeoutThatCameJustBeforeTheWaitIsNotLost) {
+  screener_.StartScreening(16, 0);
+  for (int display = 0; display < 2; ++display) DecodePicture();
+  FrameWatchdogTimer::m_didTimeOut = true;
+  EXPECT_TRUE(test::RunMainLoopUntil([&] { return port_->HasNext(); }));
+}
+
 TEST_F(ShowScreenerTest, AViewInAnotherModeGivesTheOldOneBackWhereThatIsStillThere) {
   server_.SetMonitors({});
   const CGDirectDisplayID display = CGMainDisplayID();
