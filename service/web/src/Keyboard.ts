@@ -118,12 +118,14 @@ export class Keyboard {
   }
 
   private onKeyUp(event: KeyboardEvent): void {
-    this.releaseLostModifiers(event);
     const action = this.held.get(event.code);
-    if (action === undefined) return;
-    event.preventDefault();
-    this.held.delete(event.code);
-    this.post(action, false);
+    if (action !== undefined) {
+      // Also a modifier's: of Alt alone a browser opens its menu.
+      event.preventDefault();
+      this.held.delete(event.code);
+      this.post(action, false);
+    }
+    this.releaseLostModifiers(event);
     // While this key is held, some systems keep the release of others to themselves.
     if (event.key === 'Meta') this.releaseAll();
   }

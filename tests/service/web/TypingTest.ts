@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import test from 'node:test';
 import { Desktop, waitFor } from './Desktop.js';
-import { Page, startBrowser } from './Page.js';
+import { Page, startBrowser, withPage } from './Page.js';
 
 const kAscii = Array.from({ length: 95 }, (_, i) => String.fromCharCode(32 + i)).join('');
 
@@ -97,6 +97,18 @@ for (const { layout, composed, pasted, missing, keys } of kLayouts)
       await desktop.end();
     }
   });
+
+test('the browser gets neither the press nor the release of a modifier', () =>
+  withPage(async (page) => {
+    const kept = await page.browserPage.evaluate(() => {
+      const fire = (type: string, altKey: boolean) =>
+        document
+          .getElementById('field')!
+          .dispatchEvent(new KeyboardEvent(type, { key: 'Alt', code: 'AltLeft', altKey, cancelable: true }));
+      return [fire('keydown', true), fire('keyup', false)];
+    });
+    assert.deepEqual(kept, [false, false]);
+  }));
 
 async function middle(page: Page): Promise<[number, number]> {
   const { x, y } = await page.place(400, 300);
