@@ -54,6 +54,8 @@ const kGerman = new Map<string, Stroke[]>([
   ['Ö', [{ keyCode: 0xba, shift: true }]],
   ['Ü', [{ keyCode: 0xdb, shift: true }]],
   ['ß', [{ keyCode: 0xbd }]],
+  // With Shift held the observer would take the keypad's, which terminals keep for larger letters.
+  ['+', [{ keyCode: 0xdd }]],
   ['°', [{ keyCode: 0xc0, shift: true }]],
   ['§', [{ keyCode: 0x33, shift: true }]],
   ['€', [{ keyCode: 0x45, altGr: true }]],
