@@ -51,9 +51,11 @@ class Viewer {
     (bytes) => this.showRecording(bytes),
     (recording) => this.saveRecording(recording),
   );
-  private readonly fullScreen = new FullScreen((on) => {
+  private readonly fullScreen = new FullScreen((on, locks) => {
     document.body.classList.toggle('full-screen', on);
     this.toolbar.setHidden(on);
+    if (on && !locks && this.model.acts && !matchMedia('(pointer: coarse)').matches)
+      this.notices.say('This browser keeps Escape and some other keys. In the bar, Keys sends them.');
   });
   private wheelArrows = false;
   private readonly toolbar = new Toolbar({
