@@ -75,6 +75,14 @@ double ScaleOf(xcb_connection_t* connection, xcb_window_t root) {
   return std::clamp(std::strtod(resources.c_str() + found + kKey.size(), nullptr) / 96, 1.0, 4.0);
 }
 
+// Whether somebody else decides where windows are and which one has the keyboard: one client alone can ask
+// for that.
+bool HasWindowManager(xcb_connection_t* connection, xcb_window_t root) {
+  const MallocPtr<xcb_get_window_attributes_reply_t> reply(
+      xcb_get_window_attributes_reply(connection, xcb_get_window_attributes(connection, root), nullptr));
+  return reply && (reply->all_event_masks & XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT) != 0;
+}
+
 // The symbol of a key event, in the layout of the keyboard as it is now.
 xkb_keysym_t KeySymbol(xcb_connection_t* connection, xcb_keycode_t key) {
   const XkbContext context(xkb_context_new(XKB_CONTEXT_NO_FLAGS));
@@ -93,7 +101,13 @@ class Window {
         kind_(kind),
         painter_(text, kind == NoticeKind::kQuestion, ScaleOf(connection_.get(), screen->root)) {
     Create(screen);
+    if (kind == NoticeKind::kQuestion && !HasWindowManager(connection_.get(), screen->root)) TakeKeyboard();
   }
+  ~Window() {
+    if (keyboardBefore_) GiveKeyboardBack();
+  }
+  Window(const Window&) = delete;
+  Window& operator=(const Window&) = delete;
 
   bool Wait(Clock::time_point end) {
     const auto begin = Clock::now();
@@ -160,6 +174,27 @@ class Window {
     // A notice never takes the keyboard from the window that is being worked in.
     const uint32_t input[9] = {1, question ? 1U : 0U};
     set(XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS, 32, 9, input);
+  }
+
+  void TakeKeyboard() {
+    keyboardBefore_ = InputFocus();
+    // Should this process be killed, the keyboard goes where the pointer is.
+    xcb_set_input_focus(connection_.get(), XCB_INPUT_FOCUS_POINTER_ROOT, window_, XCB_CURRENT_TIME);
+  }
+
+  // Unless another has taken it meanwhile.
+  void GiveKeyboardBack() {
+    const auto now = InputFocus();
+    if (!now || now->focus != window_) return;
+    xcb_set_input_focus(connection_.get(), keyboardBefore_->revert_to, keyboardBefore_->focus,
+                        XCB_CURRENT_TIME);
+    // The server may drop what it has not read when the connection ends.
+    InputFocus();
+  }
+
+  MallocPtr<xcb_get_input_focus_reply_t> InputFocus() const {
+    return MallocPtr<xcb_get_input_focus_reply_t>(
+        xcb_get_input_focus_reply(connection_.get(), xcb_get_input_focus(connection_.get()), nullptr));
   }
 
   void Paint(std::chrono::seconds left) {
@@ -237,6 +272,7 @@ class Window {
   Surface surface_;
   xcb_window_t window_ = XCB_NONE;
   xcb_atom_t deleteWindow_ = XCB_ATOM_NONE;
+  MallocPtr<xcb_get_input_focus_reply_t> keyboardBefore_;  // null: nothing was taken
   Button focus_ = Button::kRefuse;
   std::optional<bool> answer_;
 };

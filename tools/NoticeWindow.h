@@ -16,7 +16,7 @@ enum class NoticeKind {
 // them. Nothing without a display.
 //
 // A question takes no answer in its first half second: a click or a key that was meant for another window is
-// no consent.
+// no consent. Where no window manager would give it the keyboard it takes it, for as long as it is there.
 [[nodiscard]] std::optional<bool> ShowNotice(NoticeKind kind, const std::string& text,
                                              std::chrono::seconds limit);
 

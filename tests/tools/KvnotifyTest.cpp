@@ -4,6 +4,7 @@
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/WaitFor.h"
+#include "tests/support/XClient.h"
 #include "tests/support/XServer.h"
 
 namespace {
@@ -47,6 +48,33 @@ TEST(KvnotifyTest, TheUsersAnswerIsTheExitStatus) {
     EXPECT_EQ(AnswerUntilItEnds(program, server, test.answer), test.status)
         << test.kind << " " << test.answer.back();
   }
+}
+
+// In time, and without a word.
+bool Holds(const test::XServer& server, const std::string& condition) {
+  return test::WaitFor([&] {
+    return server.Run({"sh", "-c", "{ " + condition + "; } >/dev/null 2>&1"}) == 0;
+  });
+}
+
+TEST(KvnotifyTest, AQuestionHasTheKeyboardWhereverThePointerIs) {
+  const test::XServer server;
+  test::XClient client;
+  const std::string window = std::to_string(client.OpenWindow(0, 0, 100, 100, 0));
+  client.Sync();
+  const Command escape = {"xdotool", "key", "Escape"};
+  ASSERT_EQ(server.Run({"xdotool", "mousemove", "1270", "710", "windowfocus", "--sync", window}), 0);
+  EXPECT_EQ(AnswerUntilItEnds(test::Spawn({KVNOTIFY, "--ask", "May I?"}), server, escape), 1);
+  EXPECT_TRUE(Holds(server, "[ $(xdotool getwindowfocus) = " + window + " ]")) << "it is given back";
+
+  const pid_t manager = test::Spawn({"setpriv", "--pdeathsig", "TERM", "openbox"}, {.error = "/dev/null"});
+  ASSERT_TRUE(Holds(server, "xdotool get_desktop")) << "is openbox installed?";
+  const pid_t program = test::Spawn({KVNOTIFY, "--ask", "May I?"});
+  // It gives the keyboard to no window that appears while somebody types.
+  EXPECT_TRUE(Holds(server, "xdotool search --onlyvisible --class Kvnotify"));
+  EXPECT_EQ(AnswerUntilItEnds(program, server, escape), 1);
+  kill(manager, SIGTERM);
+  test::WaitForChild(manager);
 }
 
 TEST(KvnotifyTest, EverythingElseIsNoConsent) {
