@@ -2,6 +2,7 @@
 
 #include <cairo-xcb.h>
 #include <poll.h>
+#include <unistd.h>
 #include <xcb/xcb.h>
 #include <xkbcommon/xkbcommon-keysyms.h>
 #include <xkbcommon/xkbcommon-x11.h>
@@ -10,6 +11,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <string_view>
 
@@ -96,8 +98,9 @@ xkb_keysym_t KeySymbol(xcb_connection_t* connection, xcb_keycode_t key) {
 
 class Window {
  public:
-  Window(Connection connection, xcb_screen_t* screen, NoticeKind kind, const std::string& text)
+  Window(Connection connection, xcb_screen_t* screen, NoticeKind kind, const std::string& text, int pipe)
       : connection_(std::move(connection)),
+        pipe_(pipe),
         kind_(kind),
         painter_(text, kind == NoticeKind::kQuestion, ScaleOf(connection_.get(), screen->root)) {
     Create(screen);
@@ -113,7 +116,7 @@ class Window {
     const auto begin = Clock::now();
     while (!answer_) {
       const auto now = Clock::now();
-      if (now >= end || xcb_connection_has_error(connection_.get()) != 0) return false;
+      if (now >= end || TakenBack() || xcb_connection_has_error(connection_.get()) != 0) return false;
       Paint(std::chrono::ceil<std::chrono::seconds>(end - now));
       WaitForInput(end, now);
       while (const MallocPtr<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())})
@@ -211,8 +214,14 @@ class Window {
   // Until something arrives, or the number of seconds is another.
   void WaitForInput(Clock::time_point end, Clock::time_point now) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now);
-    pollfd fd = {xcb_get_file_descriptor(connection_.get()), POLLIN, 0};
-    poll(&fd, 1, static_cast<int>(std::min<std::chrono::milliseconds>(left, 1s).count()));
+    pollfd fds[] = {{xcb_get_file_descriptor(connection_.get()), POLLIN, 0}, {pipe_, POLLIN, 0}};
+    poll(fds, std::size(fds), static_cast<int>(std::min<std::chrono::milliseconds>(left, 1s).count()));
+  }
+
+  // Nobody has the other end of the pipe any more, or ever had while it was open here.
+  [[nodiscard]] bool TakenBack() const {
+    char byte = 0;
+    return read(pipe_, &byte, 1) == 0;
   }
 
   void Take(const xcb_generic_event_t& event, bool counts) {
@@ -267,6 +276,7 @@ class Window {
   }
 
   Connection connection_;
+  const int pipe_;
   const NoticeKind kind_;
   NoticePainter painter_;
   Surface surface_;
@@ -279,13 +289,14 @@ class Window {
 
 }  // namespace
 
-std::optional<bool> ShowNotice(NoticeKind kind, const std::string& text, std::chrono::seconds limit) {
+std::optional<bool> ShowNotice(NoticeKind kind, const std::string& text, std::chrono::seconds limit,
+                               int pipe) {
   int number = 0;
   Connection connection(xcb_connect(nullptr, &number));
   if (xcb_connection_has_error(connection.get()) != 0) return std::nullopt;
   xcb_screen_t* const screen = ScreenOf(connection.get(), number);
   if (screen == nullptr || RootVisual(screen) == nullptr) return std::nullopt;
-  return Window(std::move(connection), screen, kind, text).Wait(Clock::now() + limit);
+  return Window(std::move(connection), screen, kind, text, pipe).Wait(Clock::now() + limit);
 }
 
 }  // namespace tools

@@ -1,14 +1,16 @@
 #include "service/remote/UserNotice.h"
 
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
-#include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -20,6 +22,7 @@ extern "C" {
 
 #include "common/KCDispatch.h"
 #include "common/KCFolderManager.h"
+#include "common/LaunchRequest.h"
 #include "platform/Handles.h"
 #include "platform/Programs.h"
 #include "platform/System.h"
@@ -80,8 +83,9 @@ Answer Meaning(int status) {
 }
 
 // The exit status, or 128 and the signal; the program is killed when it has not ended by then.
-int WaitForEnd(pid_t pid, int process, std::chrono::milliseconds limit) {
-  pollfd entry{process, POLLIN, 0};
+int WaitForEnd(pid_t pid, std::chrono::milliseconds limit) {
+  const platform::UniqueFd process(pidfd_open(pid, 0));
+  pollfd entry{process.Get(), POLLIN, 0};
   const auto deadline = std::chrono::steady_clock::now() + limit;
   int ready = 0;
   do {
@@ -89,49 +93,89 @@ int WaitForEnd(pid_t pid, int process, std::chrono::milliseconds limit) {
         std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     ready = poll(&entry, 1, static_cast<int>(std::max(left, 0ms).count()));
   } while (ready < 0 && errno == EINTR);
-  if (ready != 1) pidfd_send_signal(process, SIGKILL, nullptr, 0);
+  if (ready != 1) kill(pid, SIGKILL);
   int status = 0;
   while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+// Runs it to its end, which it comes to by itself within that time.
+int Run(const std::vector<std::string>& arguments, std::chrono::milliseconds time) {
+  if (ThroughDispatcher()) return KCLaunchAndWait(CommandLine(arguments).c_str(), kKVLaunchContextUsr);
+  const auto program = platform::BeginProgram({.path = Program(), .arguments = arguments});
+  return program ? WaitForEnd(program->pid, time + kGrace) : kNotStarted;
+}
+
+// A named pipe that the user's program can see the end of: of this object, or of this process. The dispatcher
+// starts programs and ends none, and in its user's session the program is nobody's child here.
+class OpenPipe {
+ public:
+  OpenPipe()
+      : path_(std::filesystem::path(FetchFolder(kFolderScreenIPCSocket)).parent_path() /
+              (std::string("question-") + CreateGUID().get())) {
+    // For reading as well, so that it waits for no reader.
+    if (mkfifo(path_.c_str(), 0600) == 0) fd_.Reset(open(path_.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+    if (!fd_ || fchmod(fd_.Get(), 0644) != 0)
+      Audit("cannot make the named pipe %s: %s", path_.c_str(), std::strerror(errno));
+  }
+  ~OpenPipe() { Close(); }
+  OpenPipe(const OpenPipe&) = delete;
+  OpenPipe& operator=(const OpenPipe&) = delete;
+
+  // Empty when it could not be made, which has been logged.
+  [[nodiscard]] std::string Path() const { return fd_ ? path_ : std::string(); }
+
+  // First its name, so that who opens it sees its end.
+  void Close() {
+    if (!fd_) return;
+    unlink(path_.c_str());
+    fd_.Reset();
+  }
+
+ private:
+  const std::string path_;
+  platform::UniqueFd fd_;
+};
+
 }  // namespace
 
 struct UserNotice::Question {
-  Question(std::string asked, std::chrono::milliseconds time, std::function<void(Answer)> callback)
-      : text(std::move(asked)), limit(time), answered(std::move(callback)) {}
+  explicit Question(std::function<void(Answer)> callback) : answered(std::move(callback)) {}
 
-  const std::string text;
-  const std::chrono::milliseconds limit;
   Lock lock;
   std::function<void(Answer)> answered GUARDED_BY(lock);  // null: taken back
-  platform::UniqueFd process GUARDED_BY(lock);            // of the program, when it is a child
+  OpenPipe pipe GUARDED_BY(lock);
 };
 
 UserNotice::~UserNotice() { TakeBack(); }
 
 void UserNotice::Show(const std::string& text) {
-  const std::vector<std::string> arguments = Arguments("--notice", text, kNoticeTime);
   // Detached: it ends by itself, with what it has shown.
-  std::thread([arguments] {
-    if (ThroughDispatcher()) {
-      KCLaunch(CommandLine(arguments).c_str(), kKVLaunchContextUsr);
-      return;
-    }
-    const auto program = platform::BeginProgram({.path = Program(), .arguments = arguments});
-    if (!program) return;
-    const platform::UniqueFd process(pidfd_open(program->pid, 0));
-    WaitForEnd(program->pid, process.Get(), kNoticeTime + kGrace);
+  std::thread([arguments = Arguments("--notice", text, kNoticeTime)] {
+    static_cast<void>(Run(arguments, kNoticeTime));
   }).detach();
 }
 
 void UserNotice::Ask(const std::string& text, std::chrono::milliseconds limit,
                      std::function<void(Answer)> answered) {
   TakeBack();
-  question_ = std::make_shared<Question>(text, limit, std::move(answered));
+  question_ = std::make_shared<Question>(std::move(answered));
+  std::string pipe;
+  {
+    const Locked locked(question_->lock);
+    pipe = question_->pipe.Path();
+  }
   // Detached: the dispatcher's reply cannot be waited for in any other way than to its end.
-  std::thread([question = question_] { Run(question); }).detach();
+  std::thread([question = question_, text, limit, pipe] {
+    std::vector<std::string> arguments =
+        Arguments("--ask", text, std::chrono::ceil<std::chrono::seconds>(limit));
+    arguments.insert(arguments.end(), {"--while-open", pipe});
+    const int status = pipe.empty() ? kNotStarted : Run(arguments, limit);
+    const Locked locked(question->lock);
+    question->pipe.Close();
+    if (question->answered) question->answered(Meaning(status));
+  }).detach();
 }
 
 void UserNotice::TakeBack() {
@@ -139,31 +183,9 @@ void UserNotice::TakeBack() {
   {
     const Locked locked(question_->lock);
     question_->answered = nullptr;
-    if (question_->process) pidfd_send_signal(question_->process.Get(), SIGKILL, nullptr, 0);
+    question_->pipe.Close();
   }
   question_.reset();
-}
-
-void UserNotice::Run(const std::shared_ptr<Question>& question) {
-  const auto seconds = std::chrono::ceil<std::chrono::seconds>(question->limit);
-  const std::vector<std::string> arguments = Arguments("--ask", question->text, seconds);
-  int status = kNotStarted;
-  if (ThroughDispatcher()) {
-    status = KCLaunchAndWait(CommandLine(arguments).c_str(), kKVLaunchContextUsr);
-  } else {
-    std::optional<platform::StartingProgram> program;
-    int process = -1;
-    {
-      const Locked locked(question->lock);
-      if (!question->answered) return;
-      program = platform::BeginProgram({.path = Program(), .arguments = arguments});
-      if (program) question->process.Reset(pidfd_open(program->pid, 0));
-      process = question->process.Get();
-    }
-    if (program) status = WaitForEnd(program->pid, process, question->limit + kGrace);
-  }
-  const Locked locked(question->lock);
-  if (question->answered) question->answered(Meaning(status));
 }
 
 }  // namespace remote

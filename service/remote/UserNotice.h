@@ -34,8 +34,6 @@ class UserNotice {
  private:
   struct Question;
 
-  static void Run(const std::shared_ptr<Question>& question);
-
   std::shared_ptr<Question> question_;
 };
 

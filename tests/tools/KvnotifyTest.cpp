@@ -1,8 +1,12 @@
 // kvnotify as a process on a real display, answered as a user does it.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
+#include "platform/Handles.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitFor.h"
 #include "tests/support/XClient.h"
 #include "tests/support/XServer.h"
@@ -75,6 +79,22 @@ TEST(KvnotifyTest, AQuestionHasTheKeyboardWhereverThePointerIs) {
   EXPECT_EQ(AnswerUntilItEnds(program, server, escape), 1);
   kill(manager, SIGTERM);
   test::WaitForChild(manager);
+}
+
+TEST(KvnotifyTest, AQuestionIsTakenBackWhenThePipeThatStandsForItIsClosed) {
+  const test::XServer server;
+  const test::TemporaryFolder folder;
+  const std::string path = folder / "asks";
+  const Command ask = {KVNOTIFY, "--ask", "May I?", "--seconds", "60", "--while-open", path};
+  EXPECT_EQ(StatusOf(ask), 1) << "taken back before it began";
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(StatusOf(ask), 1) << "whoever asked has been killed before it began";
+  platform::UniqueFd pipe(open(path.c_str(), O_RDWR | O_CLOEXEC));
+  const pid_t program = test::Spawn(ask);
+  EXPECT_EQ(server.Run({"xdotool", "search", "--sync", "--class", "Kvnotify"}), 0);
+  EXPECT_EQ(waitpid(program, nullptr, WNOHANG), 0);
+  pipe.Reset();
+  EXPECT_EQ(test::WaitForChild(program), 1);
 }
 
 TEST(KvnotifyTest, EverythingElseIsNoConsent) {

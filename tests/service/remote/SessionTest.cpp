@@ -23,8 +23,9 @@ SessionTest::SessionTest() : observer_(OBSERVER_BUNDLE), client_(std::make_uniqu
   std::ofstream(notify) << "#!/bin/sh\n"
                         << "echo \"$@\" >> '" << folder_ / "notices"
                         << "'\n"
+                        << "for pipe; do :; done\n"
                         << "while [ ! -f '" << folder_ / "answer"
-                        << "' ]; do sleep 0.01; done\n"
+                        << "' ]; do [ -p \"$pipe\" ] || exit 1; sleep 0.01; done\n"
                         << "exit $(cat '" << folder_ / "answer"
                         << "')\n";
   std::filesystem::permissions(notify, std::filesystem::perms::owner_all);
