@@ -102,10 +102,10 @@ TEST(DisplaysTest, AModeThatChangesIsAnotherOneAndTheOldDescriptionLasts) {
 
 TEST(DisplaysTest, ADisplayIsSwitchedToAnyOfItsModesAndTheOthersStay) {
   test::VncOutputs outputs;
-  const test::XServer server({.kind = test::XServerOptions::Kind::kXvnc,
-                              .width = 800,
-                              .height = 600,
-                              .extra = outputs.ServerArguments()});
+  test::XServer server({.kind = test::XServerOptions::Kind::kXvnc,
+                        .width = 800,
+                        .height = 600,
+                        .extra = outputs.ServerArguments()});
   outputs.Set({{0, 0, 800, 600}, {800, 100, 640, 480}});
   ASSERT_TRUE(test::WaitFor([] { return ActiveDisplays().size() == 2; }));
   const CGDirectDisplayID first = CGMainDisplayID();
@@ -152,6 +152,8 @@ TEST(DisplaysTest, ADisplayIsSwitchedToAnyOfItsModesAndTheOthersStay) {
     EXPECT_EQ(CGDisplaySwitchToMode(display, mode), kCGErrorIllegalArgument) << display;
   CFRelease(none);
   ExpectBounds(first, CGRectMake(0, 0, 800, 600));
+  server.Terminate();
+  EXPECT_EQ(CGDisplaySwitchToMode(first, large), kCGErrorCannotComplete);
 }
 
 }  // namespace
