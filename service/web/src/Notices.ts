@@ -7,6 +7,13 @@ export class Notices {
   private said: HTMLElement | null = null;
   private readonly root = element('notices', HTMLDivElement);
 
+  // `leave`: the person has done with a question, answered or not.
+  constructor(private readonly leave: () => void) {
+    this.root.addEventListener('keydown', (event) => {
+      if (event.key === 'Escape') leave();
+    });
+  }
+
   // Takes the place of what was said before.
   say(text: string): void {
     this.said?.remove();
@@ -30,11 +37,19 @@ export class Notices {
       button.addEventListener('click', () => {
         notice.remove();
         answer(value);
+        this.leave();
       });
       choices.append(button);
     };
     choice(no, false);
     choice(yes, true);
+  }
+
+  // Puts the keyboard into the first question. Returns whether there is one.
+  focus(): boolean {
+    const first = this.root.querySelector<HTMLElement>('[data-key] button');
+    first?.focus();
+    return first !== null;
   }
 
   withdrawAll(): void {

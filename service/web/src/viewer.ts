@@ -36,14 +36,16 @@ class Viewer {
     element('field', HTMLTextAreaElement),
     this.send,
     this.typist,
-    () => this.toolbar.focus(),
+    () => {
+      if (!this.notices.focus()) this.toolbar.focus();
+    },
     () => this.keys.forgetHeld(),
   );
   private readonly view = new View(this.viewport, this.stage, this.canvas, () => this.showZoom());
   private readonly wheel = new Wheel(this.viewport, this.view, this.typist);
   private readonly marker = new Marker(element('marker', HTMLDivElement), this.view);
   private readonly status = new Status();
-  private readonly notices = new Notices();
+  private readonly notices = new Notices(() => this.keyboard.focus());
   private readonly paste = new PasteDialog(this.typist);
   private readonly overlay = new Overlay((action) => this.act(action));
   private readonly recorder = new Recorder(
@@ -209,6 +211,7 @@ class Viewer {
     if (action === 'retry') this.desktop.send({ type: 'retry' });
     if (action === 'reconnect') this.desktop.reconnect();
     if (action === 'sign-in') location.reload();
+    this.keyboard.focus();
   }
 
   private changeControl(): boolean {

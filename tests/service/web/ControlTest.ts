@@ -57,6 +57,21 @@ test('control goes from one viewer to another who asked, and only the controller
     await waitFor('the first’s key', () => terminal.text() === 'abc');
   }));
 
+test('a question is answered at the keyboard, which goes back to the desktop', () =>
+  withDesktop(async (desktop, open) => {
+    const terminal = await desktop.startTerminal();
+    const address = await desktop.startService();
+    const [first, second] = [await open(address), await open(address)];
+    await press(first, 'a');
+    await second.browserPage.click('#control');
+    await first.browserPage.getByRole('button', { name: 'Keep control' }).waitFor();
+    await first.browserPage.keyboard.press('Control+Alt+Home');
+    await first.browserPage.keyboard.press('Space');
+    await waitFor('the refusal', async () => (await second.text('control')) === 'Request control');
+    await first.browserPage.keyboard.press('b');
+    await waitFor('the next key', () => terminal.text() === 'ab');
+  }));
+
 test('a service for watching offers nothing else', () =>
   withDesktop(async (desktop, open) => {
     const terminal = await desktop.startTerminal();
