@@ -92,7 +92,7 @@ export function overlayContent(
 }
 
 export class Overlay {
-  private readonly root = element('overlay', HTMLDivElement);
+  private readonly root = element('overlay', HTMLElement);
   private readonly title = element('overlay-title', HTMLHeadingElement);
   private readonly text = element('overlay-text', HTMLParagraphElement);
   private readonly button: HTMLButtonElement;
