@@ -86,8 +86,9 @@ WebAnswer Site::SignIn(std::string_view form, std::string_view peer, Clock::time
     return answer;
   }
   WebAnswer answer{.status = 303, .location = "/"};
-  answer.setCookie = cookieName_ + "=" + tokens_.Cookie() + "; Path=/; HttpOnly; SameSite=Strict" +
-                     (secure_ ? "; Secure" : "");
+  // Not Strict: a browser that has followed another site's link to here would keep the cookie back at "/".
+  answer.setCookie =
+      cookieName_ + "=" + tokens_.Cookie() + "; Path=/; HttpOnly; SameSite=Lax" + (secure_ ? "; Secure" : "");
   return answer;
 }
 

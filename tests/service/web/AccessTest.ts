@@ -29,6 +29,13 @@ test('a wrong token leads to the form, the right one to the desktop, and the add
     assert.equal(page.browserPage.url(), `${address.origin}/`);
   }));
 
+test('the address can be a link on a page of another site', () =>
+  withService(async (address, browser) => {
+    const page = await Page.open(browser, `${address.origin.replace('127.0.0.1', 'localhost')}/`);
+    await page.browserPage.evaluate((link) => (location.href = link), address.href);
+    await page.waitForDesktop();
+  }));
+
 // How a WebSocket that is opened from the page, and sends `message`, ends. The end of one that sends more than is read
 // can overtake its reason.
 const kEnds: [what: string, message: string | number[], codes: number[]][] = [
