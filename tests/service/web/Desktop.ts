@@ -1,7 +1,7 @@
 // A desktop of a test's own: an X server, programs on it, and kvremote with everything it needs in a folder of its own.
 import assert from 'node:assert/strict';
 import { ChildProcess, spawn, spawnSync } from 'node:child_process';
-import { cpSync, mkdirSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
+import { cpSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { createInterface } from 'node:readline';
@@ -107,6 +107,12 @@ export class Desktop {
       }
     }
     throw new Error('no observer runs');
+  }
+
+  // Puts a program beside the service; it is run with `words` behind its own.
+  install(program: string, ...words: string[]): void {
+    const command = [join(process.env.PROGRAMS!, program), '"$@"', ...words].join(' ');
+    writeFileSync(join(this.root, 'bin', program), `#!/bin/sh\nexec ${command}\n`, { mode: 0o755 });
   }
 
   setPreference(name: string, value: string): void {
