@@ -40,6 +40,11 @@ export class Desktop {
     this.tell({ to: 'watch', watched });
   }
 
+  // Shows the picture again, as a new one.
+  repeatPicture(): void {
+    this.tell({ to: 'repeat' });
+  }
+
   // A PNG of a part of the screen; null when the browser could not make one.
   takePicture(part: Part): Promise<Blob | null> {
     return new Promise((resolve) => {

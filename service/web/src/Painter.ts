@@ -61,6 +61,11 @@ export class Painter {
     }
   }
 
+  // Shows the picture again, as a new one: recorders take no other.
+  repeat(): void {
+    if (this.screen >= 0) this.context.putImageData(this.image, 0, 0, 0, 0, 1, 1);
+  }
+
   // A PNG of a part of the screen.
   takePicture({ left, top, right, bottom }: Part): Promise<Blob> {
     const picture = new OffscreenCanvas(right - left, bottom - top);

@@ -1,6 +1,9 @@
 // Records what the canvas shows, by the browser's own recorder.
+import { withDuration } from './WebmFile.js';
 
 const kPicturesPerSecond = 30;
+// The recorder takes a picture when the canvas changes; a desktop at rest has a beginning and an end, too.
+const kRepeatMs = 200;
 const kTypes = ['video/webm;codecs=vp9', 'video/webm;codecs=vp8', 'video/webm'];
 
 export class Recorder {
@@ -8,10 +11,11 @@ export class Recorder {
   private pieces: Blob[] = [];
   private size = 0;
 
-  // `grown` is called with the bytes of the recording so far, `finished` with all of it when it has ended; it is empty
-  // when there was no picture to record.
+  // `repeat` lets the canvas show its picture again. `grown` is called with the bytes of the recording so far,
+  // `finished` with all of it when it has ended; it is empty when there was no picture to record.
   constructor(
     private readonly canvas: HTMLCanvasElement,
+    private readonly repeat: () => void,
     private readonly grown: (bytes: number) => void,
     private readonly finished: (recording: Blob) => void,
   ) {}
@@ -39,13 +43,19 @@ export class Recorder {
       this.size += data.size;
       this.grown(this.size);
     };
+    const begin = performance.now();
+    const repeater = setInterval(this.repeat, kRepeatMs);
     recorder.onstop = () => {
+      clearInterval(repeater);
       for (const track of stream.getTracks()) track.stop();
-      this.finished(new Blob(this.pieces, { type: 'video/webm' }));
+      void withDuration(new Blob(this.pieces, { type: 'video/webm' }), performance.now() - begin).then(
+        this.finished,
+      );
       this.pieces = [];
     };
     // In pieces, so that a long recording does not lie in memory as one.
     recorder.start(1000);
+    this.repeat();
     this.recorder = recorder;
   }
 

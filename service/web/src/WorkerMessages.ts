@@ -28,6 +28,7 @@ export type ToWorker =
   | { to: 'reconnect' }
   // Whether anybody sees, or records, what is drawn.
   | { to: 'watch'; watched: boolean }
+  | { to: 'repeat' }
   | { to: 'picture'; part: Part };
 
 export type FromWorker =

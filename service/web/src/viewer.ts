@@ -50,6 +50,7 @@ class Viewer {
   private readonly overlay = new Overlay((action) => this.act(action));
   private readonly recorder = new Recorder(
     this.canvas,
+    () => this.desktop.repeatPicture(),
     (bytes) => this.showRecording(bytes),
     (recording) => this.saveRecording(recording),
   );

@@ -55,6 +55,9 @@ class Session {
       case 'watch':
         this.pacer.setWatched(message.watched);
         break;
+      case 'repeat':
+        this.painter.repeat();
+        break;
       case 'picture':
         tell({ from: 'picture', picture: await this.painter.takePicture(message.part).catch(() => null) });
         break;
