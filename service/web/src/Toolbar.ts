@@ -73,17 +73,18 @@ export class Toolbar {
     this.record.hidden = !Recorder.isSupported;
     button('refresh', () => actions.refresh());
     button('full', () => actions.toggleFullScreen()).hidden = !FullScreen.isSupported;
-    button('hide', () => {
+    const leave = () => {
       this.setHidden(true);
       actions.leave();
-    });
+    };
+    button('hide', leave);
     button('unhide', () => this.focus());
     // Who works with the mouse goes on typing on the desktop.
     this.root.addEventListener('mousedown', (event) => {
       if (!(event.target instanceof HTMLSelectElement)) event.preventDefault();
     });
     this.root.addEventListener('keydown', (event) => {
-      if (event.key === 'Escape') actions.leave();
+      if (event.key === 'Escape') leave();
       if (event.key === 'ArrowLeft') this.moveFocus(-1);
       if (event.key === 'ArrowRight') this.moveFocus(1);
     });
