@@ -47,6 +47,8 @@ export class Desktop {
       cpSync(join(process.env.PROGRAMS!, program), join(this.root, 'bin', program), { recursive: true });
     this.environment = {
       PATH: process.env.PATH,
+      LSAN_OPTIONS: process.env.LSAN_OPTIONS,
+      TSAN_OPTIONS: process.env.TSAN_OPTIONS,
       HOME: this.folder,
       LC_ALL: 'C.UTF-8',
       TMPDIR: join(this.folder, 'tmp'),
