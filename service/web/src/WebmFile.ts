@@ -33,7 +33,9 @@ function elementAt(view: DataView, begin: number): Element {
   const sizeAt = begin + widthAt(view, begin);
   const width = widthAt(view, sizeAt);
   const content = sizeAt + width;
-  const size = numberAt(view, sizeAt, width) - 2 ** (7 * width);
+  // Without the bit that says the width: together with it, eight bytes are more than a number holds.
+  const first = view.getUint8(sizeAt) - 2 ** (8 - width);
+  const size = first * 256 ** (width - 1) + numberAt(view, sizeAt + 1, width - 1);
   return { id: numberAt(view, begin, sizeAt - begin), begin, content, end: content + size };
 }
 

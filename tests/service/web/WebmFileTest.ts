@@ -21,6 +21,11 @@ const kCases: [what: string, file: string, expected: string][] = [
     `${kHeader} ${kOpenSegment} ${kIndex} 1549a966 94 4489 84 00000000 ${kTens} ${kApp} ${kCluster}`,
     `${kHeader} ${kOpenSegment} ${kIndex} 1549a966 10000018 ${kTens} ${kApp} 4489 88 405ed9999999999a ${kCluster}`,
   ],
+  [
+    'a size of eight bytes',
+    `${kHeader} ${kOpenSegment} 1549a966 010000000000000c ${kScale} ${kApp} ${kCluster}`,
+    `${kHeader} ${kOpenSegment} 1549a966 10000017 ${kScale} ${kApp} 4489 88 4093480000000000 ${kCluster}`,
+  ],
   ['nothing', '', ''],
   ['zeros', '00000000 00000000', '00000000 00000000'],
   ['another file', '89504e47 0d0a1a0a', '89504e47 0d0a1a0a'],
