@@ -7,7 +7,7 @@ export type OverlayAction = 'retry' | 'reconnect' | 'sign-in';
 
 export interface OverlayContent {
   title: string;
-  text: string;
+  lines: readonly string[];
   // Something is under way, without anybody's doing.
   busy: boolean;
   action: OverlayAction | null;
@@ -30,7 +30,7 @@ const kLabels: Record<OverlayAction, string> = {
   'sign-in': 'Sign in',
 };
 
-const kConnecting: OverlayContent = { title: 'Connecting', text: '', busy: true, action: null };
+const kConnecting: OverlayContent = { title: 'Connecting', lines: [], busy: true, action: null };
 
 // What is to be said, null for nothing. `state`: the service's last one, null before the first. `hasScreen`: there is
 // something to look at.
@@ -45,35 +45,35 @@ export function overlayContent(
     case 'lost':
       return {
         title: 'Connection lost',
-        text: 'The service does not answer. The page connects again by itself, and the picture comes back.',
+        lines: ['The service does not answer. The page connects again by itself, and the picture comes back.'],
         busy: true,
         action: 'reconnect',
       };
     case 'unreachable':
       return {
         title: 'The service cannot be reached',
-        text: 'Check that it runs and that the network is there, then connect again.',
+        lines: ['Check that it runs and that the network is there, then connect again.'],
         busy: false,
         action: 'reconnect',
       };
     case 'signed-out':
       return {
         title: 'Signed out',
-        text: 'The service was started anew and has printed a new address. Open that, or sign in with its token.',
+        lines: ['The service was started anew and has printed a new address. Open that, or sign in with its token.'],
         busy: false,
         action: 'sign-in',
       };
     case 'closed':
       return {
         title: 'Disconnected',
-        text: `The service has ended the connection${link.reason === '' ? '' : `: ${link.reason}`}.`,
+        lines: [`The service has ended the connection${link.reason === '' ? '' : `: ${link.reason}`}.`],
         busy: false,
         action: 'reconnect',
       };
     case 'unsupported':
       return {
         title: 'This browser is too old',
-        text: 'It cannot draw in the background or inflate data. Any browser of the last two years can.',
+        lines: ['It cannot draw in the background or inflate data. Any browser of the last two years can.'],
         busy: false,
         action: null,
       };
@@ -85,7 +85,7 @@ export function overlayContent(
   const busy = ['starting', 'waiting', 'restarting'].includes(state.state);
   return {
     title: kTitles[state.state] ?? '',
-    text: [state.text, state.advice].filter((text) => text !== '').join('\n'),
+    lines: [state.text, state.advice].filter((line) => line !== ''),
     busy,
     action: busy ? null : 'retry',
   };
@@ -110,7 +110,13 @@ export class Overlay {
     if (content === null) return;
     this.root.classList.toggle('busy', content.busy);
     this.title.textContent = content.title;
-    this.text.textContent = content.text;
+    this.text.replaceChildren(
+      ...content.lines.map((text) => {
+        const line = document.createElement('span');
+        line.textContent = text;
+        return line;
+      }),
+    );
     this.action = content.action;
     this.button.hidden = content.action === null;
     if (content.action !== null) this.button.textContent = kLabels[content.action];

@@ -167,7 +167,7 @@ class Viewer {
   private showState(): void {
     const content = overlayContent(this.model.link, this.model.state, this.model.screen !== null);
     this.overlay.show(content);
-    this.announce(content === null ? 'The desktop is shown.' : `${content.title}. ${content.text}`);
+    this.announce(content === null ? 'The desktop is shown.' : `${content.title}. ${content.lines.join(' ')}`);
     this.showRole();
   }
 
