@@ -131,7 +131,7 @@ std::optional<InputWatch::Wishes> InputWatch::Wished() {
 }
 
 void InputWatch::Grant(const Wishes& wishes, Connection& connection, LocalDevices& devices) {
-  const CGError error = wishes.silence ? devices.Silence(codes_[kVirtualNumLock]) : kCGErrorSuccess;
+  const CGError error = wishes.silence ? devices.Silence() : kCGErrorSuccess;
   if (!wishes.silence) devices.Release();
   const bool done = connection.Finish();
 

@@ -16,8 +16,8 @@ class LocalDevices {
   explicit LocalDevices(Connection& connection) : connection_(connection) {}
 
   // All or none: an error when somebody else keeps one, which is also said on the console. A machine without
-  // devices of its own is silent already. `numLockCode` is the server's code of that key.
-  [[nodiscard]] CGError Silence(uint8_t numLockCode);
+  // devices of its own is silent already.
+  [[nodiscard]] CGError Silence();
   void Release();
 
   // Whether the event, one of XCB's, says that there may be new devices.
@@ -26,10 +26,14 @@ class LocalDevices {
   void Adapt();
 
  private:
-  // What the user holds when the devices fall silent would stay down: its release is not heard any more.
-  void ReleaseModifiers(uint8_t numLockCode);
-  // The status of the first device that is refused; those before it are held.
-  [[nodiscard]] uint8_t GrabOthers();
+  // What the user holds when the devices fall silent would stay down, and repeat: its release is not heard
+  // any more. False when somebody else has taken a device meanwhile.
+  [[nodiscard]] bool LetGo();
+  // False when one is refused; the others are held.
+  [[nodiscard]] bool GrabOthers();
+  // A refusal is said on the console.
+  [[nodiscard]] bool Grab(uint16_t device);
+  void Ungrab(uint16_t device);
 
   Connection& connection_;
   bool silent_ = false;

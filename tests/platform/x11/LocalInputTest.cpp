@@ -6,9 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <xcb/xcbext.h>
+#include <xcb/xinput.h>
+#include <xcb/xtest.h>
 
 #include <csignal>
+#include <tuple>
 
+#include "platform/Handles.h"
 #include "tests/platform/x11/InputWitness.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/VncOutputs.h"
@@ -33,13 +37,24 @@ namespace {
 
 using test::XServer;
 
-constexpr unsigned kXvfbKeyboard = 7;  // as it numbers its devices
 constexpr uint32_t kLeftShift = 0xFFE1;
-constexpr CGKeyCode kA = 0, kEscape = 53;
+constexpr uint16_t kMouse = 6, kKeyboard = 7;  // as both servers number their own devices
+constexpr CGKeyCode kA = 0, kB = 11, kEscape = 53;
 
 void Type(CGKeyCode key) {
   EXPECT_EQ(CGPostKeyboardEvent(0, key, true), kCGErrorSuccess);
   EXPECT_EQ(CGPostKeyboardEvent(0, key, false), kCGErrorSuccess);
+}
+
+// As if the user did it. `type` is one of the input extension's events.
+void ActAsLocal(uint16_t device, int type, uint8_t code) {
+  xcb_connection_t* const x = xcb_connect(nullptr, nullptr);
+  const uint8_t firstEvent = xcb_get_extension_data(x, &xcb_input_id)->first_event;
+  const platform::MallocPtr<xcb_generic_error_t> error{xcb_request_check(
+      x, xcb_test_fake_input_checked(x, static_cast<uint8_t>(firstEvent + type), code, XCB_CURRENT_TIME,
+                                     XCB_WINDOW_NONE, 0, 0, static_cast<uint8_t>(device)))};
+  EXPECT_FALSE(error);
+  xcb_disconnect(x);
 }
 
 // Another process that holds local input back until it is killed.
@@ -111,13 +126,13 @@ TEST(LocalInputTest, ALockEndsWithAKillAndLetsPostedEventsPass) {
 TEST(LocalInputTest, AHeldPostedKeyDoesNotRepeatAndLocalOnesDo) {
   XServer server({.extra = {"-ardelay", "20", "-arinterval", "5"}});
   test::InputWitness witness;
-  const int local = witness.RepeatingKeys(kXvfbKeyboard);
+  const int local = witness.RepeatingKeys(kKeyboard);
   EXPECT_GT(local, 200);
   ASSERT_EQ(CGPostKeyboardEvent(0, kA, true), kCGErrorSuccess);
   const auto seen =
       witness.Await([](const auto& inputs) { return inputs.size() > 1; }, std::chrono::milliseconds(300));
   EXPECT_EQ(seen.size(), 1U);
-  EXPECT_EQ(witness.RepeatingKeys(kXvfbKeyboard), local);
+  EXPECT_EQ(witness.RepeatingKeys(kKeyboard), local);
   EXPECT_EQ(CGPostKeyboardEvent(0, kA, false), kCGErrorSuccess);
 }
 
@@ -127,7 +142,6 @@ class RepeatOfAllKeyboardsTest : public testing::TestWithParam<Kind> {};
 
 TEST_P(RepeatOfAllKeyboardsTest, StopsForAHeldKeyAloneAndComesBackAlsoAfterACrash) {
   constexpr unsigned kCoreKeyboard = 0x100;
-  constexpr CGKeyCode kB = 11;
   XServer server({.kind = GetParam(), .extra = {"-ardelay", "20", "-arinterval", "5"}});
   missingExtension = "XInputExtension";
   test::InputWitness witness;
@@ -169,6 +183,61 @@ TEST_P(RepeatOfAllKeyboardsTest, StopsForAHeldKeyAloneAndComesBackAlsoAfterACras
   ASSERT_EQ(CGPostKeyboardEvent(0, kA, false), kCGErrorSuccess);
   expectRepeating(before);
 }
+
+using SeenKind = test::SeenInput::Kind;
+
+struct Held {
+  const char* name;
+  uint16_t device;
+  uint8_t press;  // the type of its event, which the release's follows
+  uint8_t code;
+  SeenKind pressed, released;
+};
+
+constexpr Held kHeld[] = {
+    {"Key", kKeyboard, XCB_INPUT_DEVICE_KEY_PRESS, 38, SeenKind::kKeyDown, SeenKind::kKeyUp},
+    {"Button", kMouse, XCB_INPUT_DEVICE_BUTTON_PRESS, 3, SeenKind::kButtonDown, SeenKind::kButtonUp},
+};
+
+class HeldWhenTheLockComesTest : public testing::TestWithParam<std::tuple<Kind, Held>> {};
+
+TEST_P(HeldWhenTheLockComesTest, IsReleasedForGoodAndWhatIsPostedIsNot) {
+  const auto& [kind, held] = GetParam();
+  XServer server({.kind = kind, .extra = {"-ardelay", "20", "-arinterval", "5"}});
+  test::InputWitness witness;
+  const auto any = [](const test::SeenInputs& seen) { return !seen.empty(); };
+  ASSERT_EQ(CGPostKeyboardEvent(0, kB, true), kCGErrorSuccess);
+  EXPECT_EQ(witness.Await(any).size(), 1U);
+  ActAsLocal(held.device, held.press, held.code);
+  int down = 0;
+  // A key that is held repeats, which Xlib shows as releases and presses.
+  const auto count = [&down, &held = held](const test::SeenInputs& seen) {
+    for (const test::SeenInput& input : seen) {
+      EXPECT_EQ(input.detail, held.code);
+      down += input.kind == held.pressed ? 1 : -1;
+    }
+  };
+  count(witness.Await(any));
+
+  ASSERT_EQ(CGInhibitLocalEvents(true), kCGErrorSuccess);
+  count(witness.Await(
+      [&held = held](const auto& seen) { return !seen.empty() && seen.back().kind == held.released; }));
+  count(witness.Await([](const auto&) { return false; }, std::chrono::milliseconds(100)));
+  EXPECT_EQ(down, 0);
+  ActAsLocal(held.device, held.press + 1, held.code);
+  EXPECT_EQ(CGInhibitLocalEvents(false), kCGErrorSuccess);
+  EXPECT_EQ(witness.Await(any, std::chrono::milliseconds(100)).size(), 0U);
+  ASSERT_EQ(CGPostKeyboardEvent(0, kB, false), kCGErrorSuccess);
+  EXPECT_EQ(witness.Await(any).size(), 1U) << "the posted key";
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, HeldWhenTheLockComesTest,
+                         testing::Combine(testing::Values(Kind::kXvfb, Kind::kXvnc),
+                                          testing::ValuesIn(kHeld)),
+                         [](const auto& row) {
+                           return std::string(std::get<Kind>(row.param) == Kind::kXvfb ? "Xvfb" : "Xvnc") +
+                                  std::get<Held>(row.param).name;
+                         });
 
 INSTANTIATE_TEST_SUITE_P(Servers, RepeatOfAllKeyboardsTest, testing::Values(Kind::kXvfb, Kind::kXvnc),
                          [](const auto& row) { return row.param == Kind::kXvfb ? "Xvfb" : "Xvnc"; });
