@@ -49,9 +49,10 @@ class Drawing {
                                                                       std::free);
     return event != nullptr && event->response_type != 0;
   }
+  // Returns when the server has done it: what is drawn from then on is reported.
   void Forget() {
-    xcb_damage_subtract(x_.get(), damage_, XCB_NONE, XCB_NONE);
-    xcb_flush(x_.get());
+    std::free(
+        xcb_request_check(x_.get(), xcb_damage_subtract_checked(x_.get(), damage_, XCB_NONE, XCB_NONE)));
   }
 
  private:
@@ -69,7 +70,7 @@ ExitCode Serve(Drawing& drawing) {
       if (entries[1].revents != 0) return kDone;
       continue;
     }
-    // Before the word is out: what is drawn behind it is seen.
+    // Before the word is out, or what is drawn behind it could be forgotten with the rest.
     drawing.Forget();
     char byte = '!';
     if (write(STDOUT_FILENO, &byte, 1) != 1 || read(STDIN_FILENO, &byte, 1) != 1) return kDone;
