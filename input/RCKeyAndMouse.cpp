@@ -117,14 +117,17 @@ RCKeyAndMouse::RCKeyAndMouse(std::chrono::milliseconds serviceLimit)
 }
 
 RCKeyAndMouse::~RCKeyAndMouse() {
-  StopHID();
-  {
-    // Characters can be held by a viewer that never started.
-    const Locked locked(lock_);
-    ReleaseHeld();
-  }
+  End();
   pthread_cond_destroy(&condition_);
   pthread_mutex_destroy(&mutex_);
+}
+
+void RCKeyAndMouse::End() {
+  const Locked locked(lock_);
+  ended_ = true;
+  StopLocked();
+  // Characters can be held by a viewer that never started.
+  ReleaseHeld();
 }
 
 void RCKeyAndMouse::Handle_CMD_VIEW_START(const ViewStartRecord* start) {
@@ -148,6 +151,7 @@ bool RCKeyAndMouse::BlanksScreen() {
 
 void RCKeyAndMouse::StartHID() {
   const Locked locked(lock_);
+  if (ended_) return;
   const bool wasStarted = std::exchange(started_, true);
   suspended_ = false;
   watch_.Restart();
@@ -169,6 +173,10 @@ void RCKeyAndMouse::StartHID() {
 
 void RCKeyAndMouse::StopHID() {
   const Locked locked(lock_);
+  StopLocked();
+}
+
+void RCKeyAndMouse::StopLocked() {
   if (!started_) return;
   ReleaseHeld();
   BlankScreen(false);
@@ -284,6 +292,7 @@ void RCKeyAndMouse::ReplyTo_CMD_VIEW_ASCII_KBDEVENT(CFDataRef data) {
     key = FindKey(event->character, shift);
   }
   const Locked locked(lock_);
+  if (ended_) return;
   watch_.Arm();
   if (key == kNoKey)
     StuffKey(event->fallbackKeyCode, false, event->flags);

@@ -26,7 +26,6 @@ class RCKeyAndMouse {
 
   // `serviceLimit`: how long the service may be away before the local user gets the machine back.
   explicit RCKeyAndMouse(std::chrono::milliseconds serviceLimit = kServiceLimit);
-  // Stops, whoever started.
   ~RCKeyAndMouse();
   RCKeyAndMouse(const RCKeyAndMouse&) = delete;
   RCKeyAndMouse& operator=(const RCKeyAndMouse&) = delete;
@@ -39,6 +38,10 @@ class RCKeyAndMouse {
   void StartHID() EXCLUDES(lock_);
   // Waits for the watcher; does nothing when not started.
   void StopHID() EXCLUDES(lock_);
+
+  // Stops for good, whoever started, and releases all that is held; nothing is started or played any more. So
+  // does the end of this object, which a process that ends does not wait for.
+  void End() EXCLUDES(lock_);
 
   // The screen is to be blank while it is started.
   [[nodiscard]] bool BlanksScreen() EXCLUDES(lock_);
@@ -60,6 +63,7 @@ class RCKeyAndMouse {
   using HeldKeys = std::bitset<256>;  // by virtual key
 
   void Handle_CMD_VIEW_SETTINGS(const ViewStartRecord* settings) REQUIRES(lock_);
+  void StopLocked() REQUIRES(lock_);
   void LockInput(bool lock) REQUIRES(lock_);
   void AllowLocalEvents() REQUIRES(lock_);
   void BlankScreen(bool on) REQUIRES(lock_);
@@ -98,6 +102,7 @@ class RCKeyAndMouse {
   bool lockInput_ GUARDED_BY(lock_) = false;
   bool blankScreen_ GUARDED_BY(lock_) = false;
   bool started_ GUARDED_BY(lock_) = false;
+  bool ended_ GUARDED_BY(lock_) = false;
   bool capsLock_ GUARDED_BY(lock_) = false;
   bool shiftHeld_ GUARDED_BY(lock_) = false;
   bool screenBlanked_ GUARDED_BY(lock_) = false;

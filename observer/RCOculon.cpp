@@ -131,6 +131,7 @@ void RCOculon::AnnounceStart() {
   if (!absoluteMouse_ && CGRectEqualToRect(RCDisplayManager::instance().desktopBounds(), CGRectZero)) {
     // The process's end stops the rest. A broker thread that is in here answers its command and ends before.
     quitting_ = true;
+    input_.End();
     stop_thread();
     RCOculonApp::exit();
     return;
@@ -144,8 +145,13 @@ void RCOculon::AnnounceStart() {
 }
 
 void RCOculon::StopOculon(bool quit) {
-  // From now on nothing starts any more, and a screener that is sending comes to its end.
-  if (quit) quitting_ = true;
+  if (quit) {
+    // From now on nothing starts any more, and a screener that is sending comes to its end. A service that
+    // does not read can hold that up for longer than the display can be reached, so the local user comes
+    // first.
+    quitting_ = true;
+    input_.End();
+  }
   {
     const Locked locked(lock_);
     StopOculonLocked(quit);

@@ -109,6 +109,22 @@ TEST_F(LocalUserTest, LockAndDarknessEndWithTheViewAndWithTheProcess) {
   }
 }
 
+TEST_F(LocalUserTest, AnObserverOfTileViewersLeavesNothingAlsoWhenNoViewWasStarted) {
+  StartObserver({"-legacy"});
+  gamma_.Write(Line(50000));
+  Command({48, 0, 0, 0, 1, 1});
+  EXPECT_EQ(TypedByBoth(), "a");
+  EXPECT_THAT(gamma_.Read(), Each(0));
+  Command({4, 0, 0, 1 | 2, 10, 0, 10, 0});
+  Key(0x10, true);
+  EXPECT_TRUE(WaitFor([&] { return witness_.Mask() == 0x101; }));
+  observer_.Signal(SIGTERM);
+  ExpectEnd(0);
+  EXPECT_TRUE(WaitFor([&] { return gamma_.Read() == Line(50000); }));
+  EXPECT_TRUE(WaitFor([&] { return witness_.Mask() == 0; })) << witness_.Mask();
+  EXPECT_EQ(TypedByUser(), "u");
+}
+
 TEST_F(LocalUserTest, APermissionThatIsChangedHoldsFromTheNextViewOn) {
   StartObserver();
   gamma_.Write(Line(50000));
