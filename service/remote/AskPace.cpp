@@ -26,7 +26,8 @@ void AskPace::Drawn(Clock::time_point now) {
   heard_ = now;
   busyUntil_ = std::max(busyUntil_, now + kBusyForDrawing);
   pause_ = kBusyPause;
-  next_ = now;
+  // What is drawn again and again with the same pixels is asked for as often as what is looked for.
+  next_ = std::max(now, lastNothing_ + kBusyPause);
 }
 
 void AskPace::Changes(Clock::time_point now) {
@@ -39,6 +40,7 @@ void AskPace::Nothing(Clock::time_point now) {
   // Who hears of drawing need not look for it.
   if (now > busyUntil_) pause_ = Hears(now) ? kQuietPause : std::min(pause_ + pause_ / 4, kQuietPause);
   pause_ = std::max(pause_, kBusyPause);
+  lastNothing_ = now;
   next_ = now + pause_;
 }
 

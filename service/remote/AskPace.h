@@ -28,6 +28,7 @@ class AskPace {
   Clock::time_point next_{};
   Clock::time_point busyUntil_{};
   Clock::time_point heard_{};
+  Clock::time_point lastNothing_{};
   std::chrono::nanoseconds pause_{};
 };
 

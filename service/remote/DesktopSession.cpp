@@ -180,8 +180,9 @@ class DesktopSession::Core {
   // The way to a session: what the settings say, a display, the user's permission.
   void Open(const std::string& address) {
     lingerUntil_.reset();
-    if (life_->Begun() || asking_ || roster_.Count() == 0) return;
+    if (asking_ || roster_.Count() == 0) return;
     const Preferences preferences = TakePreferences();
+    if (life_->Begun()) return Notify(address, preferences.notify);
     if (!preferences.session) return Close(RefusedBySettings());
     if (preferences.ask && Clock::now() < askAgainFrom_) return Close(RefusedForNow());
     roster_.SetState(Starting());
@@ -193,13 +194,16 @@ class DesktopSession::Core {
     Audit("the user is asked whether a viewer from %s may see and control the desktop", address.c_str());
     const std::string wish = options_.viewOnly ? "see" : "see and control";
     notice_.Ask("A viewer from " + address + " wants to " + wish + " this desktop. Do you allow it?",
-                options_.answerLimit, [this, address](UserNotice::Answer answer) {
-                  commands_.Post([this, address, answer] { TakeUsersAnswer(answer, address); });
+                options_.answerLimit, [this, address, question = ++question_](UserNotice::Answer answer) {
+                  commands_.Post([this, address, question, answer] {
+                    // An answer may be on its way when its question is taken back and another one asked.
+                    if (question == question_ && asking_) TakeUsersAnswer(answer, address);
+                  });
                 });
   }
 
   void TakeUsersAnswer(UserNotice::Answer answer, const std::string& address) {
-    if (!std::exchange(asking_, false)) return;
+    asking_ = false;
     if (answer == UserNotice::Answer::kRefused) askAgainFrom_ = Clock::now() + options_.askAgainAfter;
     if (roster_.Count() == 0) return roster_.SetState(Starting());
     switch (answer) {
@@ -222,8 +226,12 @@ class DesktopSession::Core {
     return RefusedByUser(std::chrono::ceil<std::chrono::seconds>(askAgainFrom_ - Clock::now()));
   }
 
-  void Admit(const std::string& address, bool notify) {
+  static void Notify(const std::string& address, bool notify) {
     if (notify) UserNotice::Show("A viewer from " + address + " sees this desktop.");
+  }
+
+  void Admit(const std::string& address, bool notify) {
+    Notify(address, notify);
     idleLimit_ = options_.idle ? *options_.idle : ReadIdleLimit();
     life_->Begin();
   }
@@ -296,6 +304,7 @@ class DesktopSession::Core {
   // The jobs'.
   UserNotice notice_;
   bool asking_ = false;
+  unsigned question_ = 0;  // the number of the last one
   Clock::time_point askAgainFrom_{};
   std::optional<Clock::time_point> lingerUntil_;
   std::chrono::milliseconds idleLimit_{};

@@ -85,6 +85,8 @@ void ObserverLife::Up(unsigned watch) {
   if (!begun_ || watch != watch_) return;
   failures_ = 0;
   roster_.SetState(Running());
+  // What was asked for while it started.
+  link_.Send(roster_.ViewRecord(CMD_VIEW_SETTINGS));
 }
 
 void ObserverLife::Lost(unsigned watch) {

@@ -39,6 +39,8 @@ constexpr auto kNoticeTime = 6s;
 // What the program may take longer than it was told.
 constexpr std::chrono::milliseconds kGrace = 5s;
 
+const std::string kPipePrefix = "question-";
+
 // In place of an exit status.
 constexpr int kNotStarted = -1;
 
@@ -111,9 +113,8 @@ int Run(const std::vector<std::string>& arguments, std::chrono::milliseconds tim
 // starts programs and ends none, and in its user's session the program is nobody's child here.
 class OpenPipe {
  public:
-  OpenPipe()
-      : path_(std::filesystem::path(FetchFolder(kFolderScreenIPCSocket)).parent_path() /
-              (std::string("question-") + CreateGUID().get())) {
+  OpenPipe() : path_(Folder() / (kPipePrefix + CreateGUID().get())) {
+    RemoveLeftovers();
     // For reading as well, so that it waits for no reader.
     if (mkfifo(path_.c_str(), 0600) == 0) fd_.Reset(open(path_.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
     if (!fd_ || fchmod(fd_.Get(), 0644) != 0)
@@ -134,6 +135,21 @@ class OpenPipe {
   }
 
  private:
+  static std::filesystem::path Folder() {
+    return std::filesystem::path(FetchFolder(kFolderScreenIPCSocket)).parent_path();
+  }
+
+  // What a service that was killed has left behind: nobody has it open for reading.
+  static void RemoveLeftovers() {
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(Folder(), error)) {
+      if (!entry.path().filename().string().starts_with(kPipePrefix)) continue;
+      const platform::UniqueFd reached(
+          open(entry.path().c_str(), O_WRONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+      if (!reached && errno == ENXIO) unlink(entry.path().c_str());
+    }
+  }
+
   const std::string path_;
   platform::UniqueFd fd_;
 };

@@ -54,6 +54,8 @@ TEST(AskPaceTest, WhatIsHeardOfIsAskedForAtOnceAndNotLookedForAllTheTime) {
   EXPECT_EQ(hears.Next(), later);
   hears.Nothing(later);
   EXPECT_LE(hears.Next(), later + 2ms) << "the observer had not heard yet";
+  hears.Drawn(later + 1ms);
+  EXPECT_EQ(hears.Next(), later + 2ms) << "drawn again, perhaps with the same pixels";
   hears.Changes(later + 2ms);
   EXPECT_LE(AsksWithin(hears, later + 2ms, 200ms), 10);
 
