@@ -8,8 +8,6 @@ const kTypes = ['video/webm;codecs=vp9', 'video/webm;codecs=vp8', 'video/webm'];
 
 export class Recorder {
   private recorder: MediaRecorder | null = null;
-  private pieces: Blob[] = [];
-  private size = 0;
 
   // `repeat` lets the canvas show its picture again. `grown` is called with the bytes of the recording so far,
   // `finished` with all of it when it has ended; it is empty when there was no picture to record.
@@ -36,22 +34,22 @@ export class Recorder {
     const mimeType = kTypes.find((type) => MediaRecorder.isTypeSupported(type))!;
     const stream = this.canvas.captureStream(kPicturesPerSecond);
     const recorder = new MediaRecorder(stream, { mimeType });
-    this.pieces = [];
-    this.size = 0;
+    // Of this recording alone: its last piece comes after stop(), when the next one may have begun.
+    const pieces: Blob[] = [];
+    let size = 0;
     recorder.ondataavailable = ({ data }) => {
-      this.pieces.push(data);
-      this.size += data.size;
-      this.grown(this.size);
+      pieces.push(data);
+      size += data.size;
+      if (this.recorder === recorder) this.grown(size);
     };
     const begin = performance.now();
     const repeater = setInterval(this.repeat, kRepeatMs);
     recorder.onstop = () => {
       clearInterval(repeater);
       for (const track of stream.getTracks()) track.stop();
-      void withDuration(new Blob(this.pieces, { type: 'video/webm' }), performance.now() - begin).then(
+      void withDuration(new Blob(pieces, { type: 'video/webm' }), performance.now() - begin).then(
         this.finished,
       );
-      this.pieces = [];
     };
     // In pieces, so that a long recording does not lie in memory as one.
     recorder.start(1000);
