@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <utility>
 
 #include "common/FolderPaths.h"
 #include "tests/support/TemporaryFolder.h"
@@ -50,13 +51,12 @@ static_assert(std::size(kExpected) == kLocations);
 
 FolderLocations At(int number) { return static_cast<FolderLocations>(number); }
 
+// The folder's own name is not looked at: it may end like a mark.
 std::string Fill(std::string pattern, const std::string& root, const std::string& temporary) {
-  const auto replace = [&pattern](const std::string& mark, const std::string& folder) {
-    if (const size_t found = pattern.find(mark); found != std::string::npos)
-      pattern.replace(found, mark.size(), folder + "/");
-  };
-  replace("R/", root);
-  replace("T/", temporary);
+  for (const auto& [mark, folder] : {std::pair{"R/", root}, std::pair{"T/", temporary}}) {
+    const size_t found = pattern.find(mark);
+    if (found != std::string::npos) return pattern.replace(found, 2, folder + "/");
+  }
   return pattern;
 }
 
