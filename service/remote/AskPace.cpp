@@ -44,6 +44,8 @@ void AskPace::Nothing(Clock::time_point now) {
   next_ = now + pause_;
 }
 
+bool AskPace::Busy(Clock::time_point now) const { return next_ - now <= kBusyPause; }
+
 bool AskPace::Hears(Clock::time_point now) const { return now - heard_ < kHeardFor; }
 
 }  // namespace remote

@@ -21,6 +21,8 @@ class AskPace {
   void Now() { next_ = {}; }
 
   [[nodiscard]] Clock::time_point Next() const { return next_; }
+  // It asks so soon that hearing of drawing makes no difference.
+  [[nodiscard]] bool Busy(Clock::time_point now) const;
 
  private:
   [[nodiscard]] bool Hears(Clock::time_point now) const;

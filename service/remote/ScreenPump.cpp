@@ -369,7 +369,7 @@ void ScreenPump::WaitForNews() {
   // The connection's loss shows also when nothing was asked.
   pollfd entries[] = {{wake_.Get(), POLLIN, 0},
                       {up ? source_->Descriptor() : -1, POLLIN, 0},
-                      {asks ? drawing_.Descriptor() : -1, POLLIN, 0}};
+                      {asks && !pace_.Busy(Clock::now()) ? drawing_.Descriptor() : -1, POLLIN, 0}};
   timespec timeout{};
   if (until) timeout = ToTimespec(std::max(*until - Clock::now(), Clock::duration::zero()));
   ppoll(entries, std::size(entries), until ? &timeout : nullptr, nullptr);
