@@ -7,7 +7,7 @@ import { specialStrokes } from './LayoutKeys.js';
 import { KeyAction, translateKey } from './KeyTranslator.js';
 import { LayoutName } from './Messages.js';
 import { characterRecord, keyRecord, releaseRecord } from './Records.js';
-import { SendRecord, Typist } from './Typist.js';
+import { Typist } from './Typist.js';
 
 // A character that stays in the field, so that there is something for a keyboard on the screen to delete.
 const kFiller = ' ';
@@ -45,7 +45,6 @@ export class Keyboard {
   // of all keys.
   constructor(
     private readonly field: HTMLTextAreaElement,
-    private readonly send: SendRecord,
     private readonly typist: Typist,
     private readonly leave: () => void,
     private readonly released: () => void,
@@ -64,7 +63,10 @@ export class Keyboard {
 
   // Whether keys go to the session; what is held is let go when they do not.
   setActive(active: boolean): void {
-    if (this.active && !active) this.releaseAll();
+    if (this.active && !active) {
+      this.typist.cancel();
+      this.releaseAll();
+    }
     this.active = active;
   }
 
@@ -81,7 +83,7 @@ export class Keyboard {
     this.held.clear();
     this.clearField();
     if (!this.active) return;
-    this.send(releaseRecord());
+    this.typist.send(releaseRecord());
     this.released();
   }
 
@@ -183,7 +185,7 @@ export class Keyboard {
   }
 
   private post(action: Held, pressed: boolean): void {
-    this.send(
+    this.typist.send(
       action.kind === 'key'
         ? keyRecord(action.keyCode, pressed)
         : characterRecord(action.character, action.fallback, pressed, action.shift),

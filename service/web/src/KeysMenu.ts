@@ -3,7 +3,7 @@ import { element, setPressed } from './dom.js';
 import { functionKeyCode, Vk } from './KeyCodes.js';
 import { Menu } from './Menu.js';
 import { keyRecord } from './Records.js';
-import { SendRecord, Typist } from './Typist.js';
+import { Typist } from './Typist.js';
 
 const kChords: [label: string, keyCodes: number[]][] = [
   ['Ctrl + Alt + Del', [Vk.control, Vk.alt, Vk.delete]],
@@ -30,10 +30,7 @@ const kFunctionKeys = 20;
 export class KeysMenu {
   private readonly toggles: HTMLButtonElement[] = [];
 
-  constructor(
-    private readonly send: SendRecord,
-    typist: Typist,
-  ) {
+  constructor(private readonly typist: Typist) {
     new Menu(element('keys', HTMLButtonElement), element('keys-panel', HTMLDivElement));
     const chords = element('keys-chords', HTMLDivElement);
     for (const [label, keyCodes] of kChords) this.add(chords, label, () => typist.chord(keyCodes));
@@ -62,7 +59,7 @@ export class KeysMenu {
     const toggle = this.add(group, label, () => {
       const pressed = toggle.getAttribute('aria-pressed') !== 'true';
       setPressed(toggle, pressed);
-      this.send(keyRecord(keyCode, pressed));
+      this.typist.send(keyRecord(keyCode, pressed));
     });
     setPressed(toggle, false);
     this.toggles.push(toggle);

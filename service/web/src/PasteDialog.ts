@@ -1,9 +1,6 @@
-// Types a text in the session, slowly enough for programs to follow.
+// Types a text in the session, and shows how far it has come.
 import { button, element } from './dom.js';
 import { Typist } from './Typist.js';
-
-const kIntervalMs = 16;
-const kCharactersPerInterval = 2;
 
 export class PasteDialog {
   private readonly dialog = element('paste-dialog', HTMLDialogElement);
@@ -11,9 +8,6 @@ export class PasteDialog {
   private readonly progress = element('paste-progress', HTMLProgressElement);
   private readonly report = element('paste-report', HTMLParagraphElement);
   private readonly start = button('paste-start', () => this.begin());
-  private timer = 0;
-  private rest: string[] = [];
-  private done = 0;
 
   constructor(private readonly typist: Typist) {
     button('paste-cancel', () => this.dialog.close());
@@ -24,7 +18,6 @@ export class PasteDialog {
 
   open(): void {
     this.text.value = '';
-    this.showRest();
     this.warn();
     this.dialog.showModal();
     this.text.focus();
@@ -42,26 +35,22 @@ export class PasteDialog {
 
   // Nothing where all can be typed.
   private showMissing(words: string): void {
-    const missing = this.typist.missingFrom(this.text.value.replaceAll('\r', ''));
+    const missing = this.typist.missingFrom(this.text.value);
     this.report.textContent = missing.length === 0 ? '' : `${words} ${missing.map(spell).join(' ')}`;
   }
 
   private begin(): void {
-    this.rest = [...this.text.value.replaceAll('\r', '')];
-    this.done = 0;
     this.text.readOnly = true;
     this.start.disabled = true;
+    this.progress.max = [...this.text.value].length;
+    this.progress.value = 0;
     this.progress.hidden = false;
-    this.timer = setInterval(() => this.typeSome(), kIntervalMs);
-    this.showRest();
+    this.typist.type(this.text.value, [], () => this.showTyped());
   }
 
-  private typeSome(): void {
-    const now = this.rest.slice(this.done, this.done + kCharactersPerInterval);
-    this.typist.type(now.join(''));
-    this.done += now.length;
-    this.showRest();
-    if (this.done < this.rest.length) return;
+  private showTyped(): void {
+    this.progress.value += 1;
+    if (this.progress.value < this.progress.max) return;
     // What could not be typed stays to be read.
     this.showMissing('Typed, but for what the desktop has no key for:');
     if (this.report.textContent === '') this.dialog.close();
@@ -69,14 +58,9 @@ export class PasteDialog {
   }
 
   private stop(): void {
-    clearInterval(this.timer);
+    this.typist.cancel();
     this.text.readOnly = false;
     this.progress.hidden = true;
-  }
-
-  private showRest(): void {
-    this.progress.max = Math.max(1, this.rest.length);
-    this.progress.value = this.done;
   }
 }
 

@@ -31,10 +31,9 @@ class Viewer {
 
   private readonly typist = new Typist(this.send);
   private readonly pointer = new PointerOutput(this.send);
-  private readonly keys = new KeysMenu(this.send, this.typist);
+  private readonly keys = new KeysMenu(this.typist);
   private readonly keyboard = new Keyboard(
     element('field', HTMLTextAreaElement),
-    this.send,
     this.typist,
     () => {
       if (!this.notices.focus()) this.toolbar.focus();
