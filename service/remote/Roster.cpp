@@ -45,7 +45,7 @@ size_t Roster::Leave(ViewerId id) {
   const Locked locked(lock_);
   if (viewers_.erase(id) == 0) return viewers_.size();
   Audit("viewer %u has gone", id);
-  std::erase_if(requests_, [id](const Request& request) { return request.viewer == id; });
+  WithdrawLocked(id);
   if (controller_ == id)
     PassControlLocked(viewers_.size() == 1 ? viewers_.begin()->first : 0);
   else
@@ -94,6 +94,12 @@ void Roster::AskControllerLocked(Request& request) {
   controller->second.channel->SendText(AskText(request.viewer, viewers_[request.viewer].address));
 }
 
+void Roster::WithdrawLocked(ViewerId id) {
+  if (std::erase_if(requests_, [id](const Request& request) { return request.viewer == id; }) == 0) return;
+  const auto controller = viewers_.find(controller_);
+  if (controller != viewers_.end()) controller->second.channel->SendText(WithdrawText(id));
+}
+
 void Roster::RefuseLocked(ViewerId id, std::string_view why) {
   Audit("viewer %u was refused control", id);
   viewers_[id].channel->SendText(AnswerText(false, why));
@@ -102,12 +108,12 @@ void Roster::RefuseLocked(ViewerId id, std::string_view why) {
 void Roster::Take(ViewerId id, const WantControl& message) {
   const Locked locked(lock_);
   if (!viewers_.contains(id)) return;
-  const auto mine = [id](const Request& request) { return request.viewer == id; };
   if (!message.want) {
-    std::erase_if(requests_, mine);
+    WithdrawLocked(id);
     if (controller_ == id) PassControlLocked(0);
     return;
   }
+  const auto mine = [id](const Request& request) { return request.viewer == id; };
   if (controller_ == id || std::any_of(requests_.begin(), requests_.end(), mine)) return;
   if (!permissions_.control) {
     RefuseLocked(id, "This desktop can only be watched.");
@@ -136,7 +142,7 @@ void Roster::ExpireRequests(Clock::time_point now) {
   const Locked locked(lock_);
   while (!requests_.empty() && requests_.front().deadline <= now) {
     const ViewerId viewer = requests_.front().viewer;
-    requests_.pop_front();
+    WithdrawLocked(viewer);
     RefuseLocked(viewer, "The viewer who controls has not answered.");
   }
 }

@@ -76,6 +76,8 @@ class Roster {
   // Control is free: the next who asked gets it, else `heir`, which may be 0.
   void PassControlLocked(ViewerId heir) REQUIRES(lock_);
   void AskControllerLocked(Request& request) REQUIRES(lock_);
+  // Ends that viewer's request, if there is one; the controller is asked no more.
+  void WithdrawLocked(ViewerId viewer) REQUIRES(lock_);
   void RefuseLocked(ViewerId viewer, std::string_view why) REQUIRES(lock_);
   void ReleaseHeldLocked() REQUIRES(lock_);
   void PostSettingsLocked() REQUIRES(lock_);

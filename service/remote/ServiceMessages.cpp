@@ -91,6 +91,8 @@ std::string AskText(ViewerId viewer, std::string_view address) {
   return Write({{"type", "ask"}, {"viewer", viewer}, {"from", address}});
 }
 
+std::string WithdrawText(ViewerId viewer) { return Write({{"type", "withdraw"}, {"viewer", viewer}}); }
+
 std::string AnswerText(bool granted, std::string_view text) {
   return Write({{"type", "answer"}, {"granted", granted}, {"text", text}});
 }

@@ -35,6 +35,7 @@ struct ScreenShape {
 [[nodiscard]] std::string StateText(const SessionState& state);
 [[nodiscard]] std::string ScreenText(const ScreenShape& screen);
 [[nodiscard]] std::string AskText(ViewerId viewer, std::string_view address);
+[[nodiscard]] std::string WithdrawText(ViewerId viewer);
 [[nodiscard]] std::string AnswerText(bool granted, std::string_view text);
 [[nodiscard]] std::string PointerText(int x, int y);
 // `layout` as in KeyboardLayoutRecord.

@@ -63,6 +63,11 @@ export interface Ask {
   from: string;
 }
 
+export interface Withdraw {
+  type: 'withdraw';
+  viewer: number;
+}
+
 export interface Answer {
   type: 'answer';
   granted: boolean;
@@ -86,7 +91,7 @@ export interface Pong {
 }
 
 export type ServiceMessage =
-  Welcome | Permissions | Control | State | Screen | Ask | Answer | LocalPointer | Layout | Pong;
+  Welcome | Permissions | Control | State | Screen | Ask | Withdraw | Answer | LocalPointer | Layout | Pong;
 
 export type PageMessage =
   | { type: 'control'; want: boolean }

@@ -52,12 +52,17 @@ export class Notices {
     return first !== null;
   }
 
-  withdrawAll(): void {
-    for (const question of this.root.querySelectorAll('[data-key]')) question.remove();
+  // The question for that key, if there is one, needs no answer any more.
+  withdraw(key: string): void {
+    const question = this.root.querySelector(`[data-key="${CSS.escape(key)}"]`);
+    if (question === null) return;
+    const focused = question.contains(document.activeElement);
+    question.remove();
+    if (focused) this.leave();
   }
 
-  private withdraw(key: string): void {
-    this.root.querySelector(`[data-key="${CSS.escape(key)}"]`)?.remove();
+  withdrawAll(): void {
+    for (const question of this.root.querySelectorAll('[data-key]')) question.remove();
   }
 
   private add(text: string): HTMLDivElement {

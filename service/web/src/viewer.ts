@@ -152,6 +152,9 @@ class Viewer {
           (grant) => this.desktop.send({ type: 'answer', viewer: message.viewer, grant }),
         );
         break;
+      case 'withdraw':
+        this.notices.withdraw(`ask-${message.viewer}`);
+        break;
       case 'answer':
         this.notices.say(
           message.text || (message.granted ? 'You have control.' : 'Control was not granted.'),

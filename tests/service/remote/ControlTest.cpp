@@ -73,7 +73,14 @@ TEST_F(ControlTest, ControlIsAskedForGrantedRefusedLeftUnansweredAndInherited) {
   EXPECT_TRUE(second.Say(want));
   EXPECT_TRUE(first.Said("ask", "\"viewer\":" + std::to_string(second.Id()))) << first.Last("ask");
   EXPECT_TRUE(told(second, "not answered"));
+  const std::string secondsAsk = "\"viewer\":" + std::to_string(second.Id()) + "}";
+  EXPECT_TRUE(first.Said("withdraw", secondsAsk));
   EXPECT_TRUE(Controls(first));
+
+  first.Forget("withdraw");
+  EXPECT_TRUE(second.Say(want));
+  EXPECT_TRUE(second.Say(R"({"type":"control","want":false})"));
+  EXPECT_TRUE(first.Said("withdraw", secondsAsk)) << "nobody wants control any more";
 
   EXPECT_TRUE(second.Say(want));
   EXPECT_TRUE(third.Say(answer(second, true))) << "whoever does not control has nothing to grant";

@@ -57,6 +57,17 @@ test('control goes from one viewer to another who asked, and only the controller
     await waitFor('the first’s key', () => terminal.text() === 'abc');
   }));
 
+test('a question goes with the viewer who asked', () =>
+  withDesktop(async (desktop, open) => {
+    const address = await desktop.startService();
+    const [first, second] = [await open(address), await open(address)];
+    await second.browserPage.click('#control');
+    const question = first.browserPage.getByRole('button', { name: 'Hand over' });
+    await question.waitFor();
+    await second.browserPage.close();
+    await question.waitFor({ state: 'detached' });
+  }));
+
 test('a question is answered at the keyboard, which goes back to the desktop', () =>
   withDesktop(async (desktop, open) => {
     const terminal = await desktop.startTerminal();
