@@ -85,17 +85,29 @@ test('the mouse clicks with both buttons, and drags beyond the edge', () =>
     assert.ok(seen().some(({ what, x, y }) => what === 'MotionNotify' && x === 400 && y === 310));
   }));
 
-test('a button that is held comes up when the window loses the focus', () =>
-  withWitness(async (page, buttons) => {
-    await page.showActualSize();
-    const place = await page.place(200, 200);
-    await page.browserPage.mouse.move(place.x, place.y);
-    await page.browserPage.mouse.down();
-    await waitFor('the button', () => buttons().length === 1);
-    await page.browserPage.evaluate(() => window.dispatchEvent(new Event('blur')));
-    await waitFor('its release', () => buttons().length === 2);
-    assert.match(buttons()[1]!, /^ButtonRelease 1/);
-  }));
+const kLosses: [what: string, lose: () => void][] = [
+  ['the window loses the focus', () => window.dispatchEvent(new Event('blur'))],
+  [
+    'the browser takes the pen away',
+    () =>
+      document
+        .getElementById('stage')!
+        .dispatchEvent(new PointerEvent('pointercancel', { pointerType: 'pen' })),
+  ],
+];
+
+for (const [what, lose] of kLosses)
+  test(`a button that is held comes up when ${what}`, () =>
+    withWitness(async (page, buttons) => {
+      await page.showActualSize();
+      const place = await page.place(200, 200);
+      await page.browserPage.mouse.move(place.x, place.y);
+      await page.browserPage.mouse.down();
+      await waitFor('the button', () => buttons().length === 1);
+      await page.browserPage.evaluate(lose);
+      await waitFor('its release', () => buttons().length === 2);
+      assert.equal(buttons()[1], 'ButtonRelease 1 at 200 200');
+    }));
 
 test('a finger taps, presses long and drags; two fingers zoom', () =>
   withWitness(
